@@ -1,0 +1,28 @@
+#pragma once
+
+#include <exception>
+#include <string>
+
+#include "lumora/LumoraAdBeaconErrorType.hpp"
+#include "lumora/export.hpp"
+
+namespace lumora {
+
+/// Every error that reaches the host: a code and a message.
+class LUMORA_EXPORT LumoraAdBeaconError : public std::exception {
+ public:
+  /// The message is the code's fixed description.
+  explicit LumoraAdBeaconError(LumoraAdBeaconErrorType code);
+  LumoraAdBeaconError(LumoraAdBeaconErrorType code, std::string message);
+
+  LumoraAdBeaconErrorType code() const noexcept;
+  const std::string& message() const noexcept;
+  /// The message.
+  const char* what() const noexcept override;
+
+ private:
+  LumoraAdBeaconErrorType code_;
+  std::string message_;
+};
+
+}  // namespace lumora

@@ -1,0 +1,33 @@
+#include "platform/Platform.hpp"
+
+#include <mutex>
+#include <utility>
+
+namespace lumora::platform {
+namespace {
+
+std::mutex& installMutex() {
+  static std::mutex mutex;
+  return mutex;
+}
+
+std::shared_ptr<Platform>& installedPlatform() {
+  static std::shared_ptr<Platform> platform;
+  return platform;
+}
+
+}  // namespace
+
+void Platform::install(std::shared_ptr<Platform> platform) {
+  std::lock_guard lock(installMutex());
+  installedPlatform() = std::move(platform);
+}
+
+std::shared_ptr<Platform> Platform::installed() {
+  std::lock_guard lock(installMutex());
+  auto& platform = installedPlatform();
+  if (!platform) platform = makeDefaultPlatform();
+  return platform;
+}
+
+}  // namespace lumora::platform

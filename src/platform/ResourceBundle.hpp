@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace lumora::platform {
+
+/// The library's own resources ("sdk.plist").
+class ResourceBundle {
+ public:
+  virtual ~ResourceBundle() = default;
+  /// The contents of resource name.type, or nothing when there is no such
+  /// resource or it cannot be read.
+  virtual std::optional<std::vector<std::uint8_t>> resource(const std::string& name,
+                                                            const std::string& type) const = 0;
+};
+
+}  // namespace lumora::platform

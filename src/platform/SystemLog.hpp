@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace lumora::platform {
+
+/// One formatted log line and the parts it was made of.
+struct LogRecord {
+  std::int64_t level = 0;  // 0 debug, 1 info, 2 warning, 3 error
+  std::string levelName;
+  std::string file;
+  std::int64_t line = 0;
+  std::string function;
+  std::string message;
+  std::string text;  // the whole line as printed
+};
+
+/// Where log lines go: standard output and the system log on Linux, a recorder
+/// in tests and the simulator. Called from any thread; lines never interleave.
+class SystemLog {
+ public:
+  virtual ~SystemLog() = default;
+  virtual void write(const LogRecord& record) = 0;
+};
+
+}  // namespace lumora::platform

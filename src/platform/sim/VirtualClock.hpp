@@ -1,0 +1,26 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "platform/Clock.hpp"
+
+namespace lumora::platform {
+
+/// A wall clock that only moves when told to. Safe to read from any thread.
+class VirtualClock : public Clock {
+ public:
+  explicit VirtualClock(TimePoint start = TimePoint{});
+
+  TimePoint now() const override;
+  void setNow(TimePoint time);
+  void advance(double seconds);
+
+  /// seconds since 1970 as a time point, to the clock's resolution.
+  static TimePoint fromSeconds(double secondsSince1970);
+
+ private:
+  std::atomic<std::int64_t> ticks_;
+};
+
+}  // namespace lumora::platform
