@@ -1,0 +1,56 @@
+#include "core/util/Uuid.hpp"
+
+#include <uuid/uuid.h>
+
+namespace lumora {
+namespace {
+
+constexpr std::size_t kTextLength = 36;
+
+bool isHyphenPosition(std::size_t index) {
+  return index == 8 || index == 13 || index == 18 || index == 23;
+}
+
+int hexValue(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+}  // namespace
+
+Uuid::Uuid(const Bytes& bytes) : bytes_(bytes) {}
+
+std::optional<Uuid> Uuid::parse(std::string_view text) {
+  if (text.size() != kTextLength) return std::nullopt;
+  Bytes bytes{};
+  std::size_t nibble = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (isHyphenPosition(i)) {
+      if (text[i] != '-') return std::nullopt;
+      continue;
+    }
+    const int value = hexValue(text[i]);
+    if (value < 0) return std::nullopt;
+    bytes[nibble / 2] = static_cast<std::uint8_t>(bytes[nibble / 2] << 4 | value);
+    ++nibble;
+  }
+  return Uuid(bytes);
+}
+
+Uuid Uuid::random() {
+  Bytes bytes{};
+  uuid_generate_random(bytes.data());
+  return Uuid(bytes);
+}
+
+const Uuid::Bytes& Uuid::bytes() const noexcept { return bytes_; }
+
+std::string Uuid::text() const {
+  char text[kTextLength + 1];
+  uuid_unparse_upper(bytes_.data(), text);
+  return std::string(text, kTextLength);
+}
+
+}  // namespace lumora
