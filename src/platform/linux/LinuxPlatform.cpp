@@ -1,28 +1,97 @@
 #include "platform/linux/LinuxPlatform.hpp"
 
+#include <utility>
+
+#include "platform/linux/BluezCentral.hpp"
+#include "platform/linux/FreedesktopNotificationCenter.hpp"
+#include "platform/linux/GLibMainQueue.hpp"
+#include "platform/linux/LinuxAdvertisingIdentity.hpp"
+#include "platform/linux/LinuxDeviceInfo.hpp"
+#include "platform/linux/LinuxResourceBundle.hpp"
 #include "platform/linux/LinuxSystemLog.hpp"
+#include "platform/linux/NetlinkReachabilityService.hpp"
+#include "platform/linux/PlistUserDefaults.hpp"
 #include "platform/linux/SystemClock.hpp"
+#include "platform/net/CurlHttpSession.hpp"
+#include "platform/net/CurlUrlToolkit.hpp"
 
 namespace lumora::platform {
 
-LinuxPlatform::LinuxPlatform()
-    : clock_(std::make_shared<SystemClock>()), systemLog_(std::make_shared<LinuxSystemLog>()) {}
+LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)
+    : options_(std::move(options)),
+      clock_(std::make_shared<SystemClock>()),
+      systemLog_(std::make_shared<LinuxSystemLog>()) {}
+
+template <class T, class Make>
+std::shared_ptr<T> LinuxPlatform::lazy(std::shared_ptr<T>& slot, Make make) {
+  std::lock_guard lock(mutex_);
+  if (!slot) slot = make();
+  return slot;
+}
 
 std::shared_ptr<Clock> LinuxPlatform::clock() { return clock_; }
+
 std::shared_ptr<SystemLog> LinuxPlatform::systemLog() { return systemLog_; }
 
-// The remaining services are assembled as their Linux backends land.
-std::shared_ptr<MainQueue> LinuxPlatform::mainQueue() { return nullptr; }
-std::shared_ptr<ResourceBundle> LinuxPlatform::resourceBundle() { return nullptr; }
-std::shared_ptr<LocationService> LinuxPlatform::locationService() { return nullptr; }
-std::shared_ptr<BleCentral> LinuxPlatform::bleCentral() { return nullptr; }
-std::shared_ptr<NotificationCenter> LinuxPlatform::notificationCenter() { return nullptr; }
-std::shared_ptr<ReachabilityService> LinuxPlatform::reachability() { return nullptr; }
-std::shared_ptr<UserDefaults> LinuxPlatform::userDefaults() { return nullptr; }
-std::shared_ptr<DeviceInfo> LinuxPlatform::deviceInfo() { return nullptr; }
-std::shared_ptr<AdvertisingIdentity> LinuxPlatform::advertisingIdentity() { return nullptr; }
-std::shared_ptr<HttpSession> LinuxPlatform::httpSession() { return nullptr; }
-std::shared_ptr<UrlToolkit> LinuxPlatform::urlToolkit() { return nullptr; }
+std::shared_ptr<MainQueue> LinuxPlatform::mainQueue() {
+  return lazy(mainQueue_, [] { return std::make_shared<GLibMainQueue>(); });
+}
+
+std::shared_ptr<ResourceBundle> LinuxPlatform::resourceBundle() {
+  return lazy(bundle_, [this]() -> std::shared_ptr<ResourceBundle> {
+    if (options_.bundleDirectory) {
+      return std::make_shared<LinuxResourceBundle>(*options_.bundleDirectory);
+    }
+    return std::make_shared<LinuxResourceBundle>();
+  });
+}
+
+std::shared_ptr<BluezCentral> LinuxPlatform::bluezLocked() {
+  return lazy(central_, [this] {
+    BluezCentral::Options bluez;
+    bluez.busAddress = options_.bluetoothBusAddress;
+    return BluezCentral::create(mainQueue(), bluez);
+  });
+}
+
+std::shared_ptr<BleCentral> LinuxPlatform::bleCentral() { return bluezLocked(); }
+
+std::shared_ptr<LocationService> LinuxPlatform::locationService() { return location_; }
+
+std::shared_ptr<NotificationCenter> LinuxPlatform::notificationCenter() {
+  return lazy(notifications_, [this]() -> std::shared_ptr<NotificationCenter> {
+    FreedesktopNotificationCenter::Options notify;
+    notify.busAddress = options_.notificationBusAddress;
+    return FreedesktopNotificationCenter::create(mainQueue(), notify);
+  });
+}
+
+std::shared_ptr<ReachabilityService> LinuxPlatform::reachability() {
+  return lazy(reachability_, [] { return std::make_shared<NetlinkReachabilityService>(); });
+}
+
+std::shared_ptr<UserDefaults> LinuxPlatform::userDefaults() {
+  return lazy(userDefaults_, [this] {
+    return std::make_shared<PlistUserDefaults>(
+        options_.userDefaultsFile.value_or(PlistUserDefaults::defaultPath()));
+  });
+}
+
+std::shared_ptr<DeviceInfo> LinuxPlatform::deviceInfo() {
+  return lazy(deviceInfo_, [] { return std::make_shared<LinuxDeviceInfo>(); });
+}
+
+std::shared_ptr<AdvertisingIdentity> LinuxPlatform::advertisingIdentity() {
+  return lazy(advertising_, [] { return std::make_shared<LinuxAdvertisingIdentity>(); });
+}
+
+std::shared_ptr<HttpSession> LinuxPlatform::httpSession() {
+  return lazy(http_, [this] { return std::make_shared<CurlHttpSession>(options_.http); });
+}
+
+std::shared_ptr<UrlToolkit> LinuxPlatform::urlToolkit() {
+  return lazy(urls_, [] { return std::make_shared<CurlUrlToolkit>(); });
+}
 
 std::shared_ptr<Platform> makeDefaultPlatform() { return std::make_shared<LinuxPlatform>(); }
 

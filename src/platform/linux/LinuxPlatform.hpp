@@ -4,13 +4,20 @@
 #include <mutex>
 
 #include "platform/Platform.hpp"
+#include "platform/linux/LinuxPlatformOptions.hpp"
 
 namespace lumora::platform {
 
-/// The real platform on Linux. Services are created on first use.
+class BluezCentral;
+
+/// The real platform on Linux: the GLib main loop, BlueZ, freedesktop
+/// notifications, libcurl, netlink, a plist user-defaults file and syslog.
+/// The clock and the log exist from the start; every other service is
+/// created on first use, which must happen on the thread that runs the
+/// default GLib main context.
 class LinuxPlatform : public Platform {
  public:
-  LinuxPlatform();
+  explicit LinuxPlatform(LinuxPlatformOptions options = {});
 
   std::shared_ptr<Clock> clock() override;
   std::shared_ptr<MainQueue> mainQueue() override;
@@ -27,8 +34,26 @@ class LinuxPlatform : public Platform {
   std::shared_ptr<UrlToolkit> urlToolkit() override;
 
  private:
-  std::shared_ptr<Clock> clock_;
-  std::shared_ptr<SystemLog> systemLog_;
+  /// The service in slot, made by make() under the lock on first use.
+  template <class T, class Make>
+  std::shared_ptr<T> lazy(std::shared_ptr<T>& slot, Make make);
+  std::shared_ptr<BluezCentral> bluezLocked();
+
+  const LinuxPlatformOptions options_;
+  const std::shared_ptr<Clock> clock_;
+  const std::shared_ptr<SystemLog> systemLog_;
+  std::recursive_mutex mutex_;
+  std::shared_ptr<MainQueue> mainQueue_;
+  std::shared_ptr<ResourceBundle> bundle_;
+  std::shared_ptr<BluezCentral> central_;
+  std::shared_ptr<LocationService> location_;
+  std::shared_ptr<NotificationCenter> notifications_;
+  std::shared_ptr<ReachabilityService> reachability_;
+  std::shared_ptr<UserDefaults> userDefaults_;
+  std::shared_ptr<DeviceInfo> deviceInfo_;
+  std::shared_ptr<AdvertisingIdentity> advertising_;
+  std::shared_ptr<HttpSession> http_;
+  std::shared_ptr<UrlToolkit> urls_;
 };
 
 }  // namespace lumora::platform

@@ -1,0 +1,24 @@
+# Installs the shipped library, its headers, a sample sdk.plist (found by the
+# library at <prefix>/share/lumora/sdk.plist), a CMake package and a
+# relocatable pkg-config file.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+install(TARGETS lumora EXPORT LumoraBeaconSDKTargets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/lumora DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/resources/sdk.plist DESTINATION ${CMAKE_INSTALL_DATADIR}/lumora)
+
+set(config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/LumoraBeaconSDK)
+install(EXPORT LumoraBeaconSDKTargets NAMESPACE lumora:: DESTINATION ${config_dir})
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/LumoraBeaconSDKConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/LumoraBeaconSDKConfig.cmake INSTALL_DESTINATION ${config_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/LumoraBeaconSDKConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/LumoraBeaconSDKConfig.cmake
+              ${PROJECT_BINARY_DIR}/LumoraBeaconSDKConfigVersion.cmake
+        DESTINATION ${config_dir})
+
+configure_file(${PROJECT_SOURCE_DIR}/cmake/lumora.pc.in ${PROJECT_BINARY_DIR}/lumora.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/lumora.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

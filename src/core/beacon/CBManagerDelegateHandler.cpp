@@ -1,0 +1,44 @@
+#include "core/beacon/CBManagerDelegateHandler.hpp"
+
+namespace lumora {
+
+CBManagerDelegateHandler::CBManagerDelegateHandler(
+    const std::shared_ptr<CBCentralManagerProtocol>& centralManager)
+    : centralManager_(centralManager) {}
+
+std::weak_ptr<CBManagerDelegateHandlerDelegate> CBManagerDelegateHandler::delegate() const {
+  return delegate_;
+}
+
+void CBManagerDelegateHandler::setDelegate(
+    std::weak_ptr<CBManagerDelegateHandlerDelegate> delegate) {
+  delegate_ = std::move(delegate);
+}
+
+std::shared_ptr<CBCentralManagerProtocol> CBManagerDelegateHandler::centralManager() const {
+  return centralManager_.lock();
+}
+
+void CBManagerDelegateHandler::didUpdateState(CBManagerState state) {
+  if (auto delegate = delegate_.lock()) delegate->didUpdateState(state);
+}
+
+void CBManagerDelegateHandler::centralDidUpdateState(std::int64_t state) {
+  didUpdateState(static_cast<CBManagerState>(state));
+}
+
+void CBManagerDelegateHandler::centralDidDiscover(
+    const platform::AdvertisementData& advertisement) {
+  processAdvertisementData(advertisement);
+}
+
+void CBManagerDelegateHandler::processAdvertisementData(
+    const platform::AdvertisementData& advertisementData) {
+  if (!advertisementData.manufacturerData) return;
+  const auto beaconData =
+      BeaconDataParser::parseManufacturerData(*advertisementData.manufacturerData);
+  if (!beaconData) return;
+  if (auto delegate = delegate_.lock()) delegate->didDiscoverBeacon(*beaconData);
+}
+
+}  // namespace lumora

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <memory>
+
+#include "core/beacon/CBCentralManagerProtocol.hpp"
+#include "core/beacon/CBManagerDelegateHandlerDelegate.hpp"
+#include "platform/BleCentral.hpp"
+
+namespace lumora {
+
+/// The Bluetooth central's delegate on behalf of the custom-beacon scanner:
+/// passes state changes on and turns each advertisement whose manufacturer
+/// data is a custom beacon into a didDiscoverBeacon call. Everything else is
+/// dropped silently.
+class CBManagerDelegateHandler : public platform::BleCentralDelegate {
+ public:
+  /// The central is held weakly: it holds this handler as its delegate.
+  explicit CBManagerDelegateHandler(
+      const std::shared_ptr<CBCentralManagerProtocol>& centralManager);
+
+  std::weak_ptr<CBManagerDelegateHandlerDelegate> delegate() const;
+  /// Held weakly.
+  void setDelegate(std::weak_ptr<CBManagerDelegateHandlerDelegate> delegate);
+  /// The central this handler was built for, while it exists.
+  std::shared_ptr<CBCentralManagerProtocol> centralManager() const;
+
+  void didUpdateState(CBManagerState state);
+  void centralDidUpdateState(std::int64_t state) override;
+  void centralDidDiscover(const platform::AdvertisementData& advertisement) override;
+  void processAdvertisementData(const platform::AdvertisementData& advertisementData);
+
+ private:
+  std::weak_ptr<CBManagerDelegateHandlerDelegate> delegate_;
+  const std::weak_ptr<CBCentralManagerProtocol> centralManager_;
+};
+
+}  // namespace lumora

@@ -1,0 +1,127 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/BleCentral.hpp"
+#include "platform/MainQueue.hpp"
+#include "platform/linux/DbusClient.hpp"
+
+namespace lumora::platform {
+
+/// A Bluetooth LE central over BlueZ's D-Bus API (org.bluez on the system bus).
+///
+/// State, as raw values: 0 unknown until BlueZ has first answered; 5 poweredOn
+/// or 4 poweredOff from the first org.bluez.Adapter1's Powered property; 4
+/// poweredOff also when no adapter exists or org.bluez has no owner
+/// (bluetoothd stopped), because both are conditions the user can fix and the
+/// central recovers from by itself when the adapter or the service returns;
+/// 3 unauthorized when BlueZ refuses us (AccessDenied, NotAuthorized); 2
+/// unsupported when the system bus cannot be reached at all. Every change is
+/// posted to the delegate on the main queue.
+///
+/// Scanning: SetDiscoveryFilter({UUIDs, Transport "le", DuplicateData}) then
+/// StartDiscovery. Advertisements come from InterfacesAdded and
+/// PropertiesChanged of org.bluez.Device1, and from GetManagedObjects when a
+/// scan starts (devices with an RSSI, that is seen by the current discovery).
+/// Service UUIDs are checked here too, since another client's filter can widen
+/// what BlueZ reports. When the adapter powers on again or bluetoothd gets a
+/// new owner, a requested scan resumes by itself. With duplicates allowed the
+/// discovery is restarted every `discoveryRestartSeconds`, because the
+/// controller's duplicate filter otherwise passes an unchanged advertisement
+/// only about once per discovery session.
+///
+/// Advertisement monitors (org.bluez.AdvertisementMonitorManager1) are not
+/// used: they need an exported D-Bus object tree and are still experimental on
+/// many BlueZ releases, while discovery works everywhere.
+///
+/// Call on the main queue (the default GLib main context's thread).
+class BluezCentral : public BleCentral, public std::enable_shared_from_this<BluezCentral> {
+ public:
+  struct Options {
+    /// A D-Bus address to use instead of the system bus (tests use a private bus).
+    std::optional<std::string> busAddress;
+    double discoveryRestartSeconds = 4.5;
+    int callTimeoutMs = 5000;
+  };
+
+  static std::shared_ptr<BluezCentral> create(std::shared_ptr<MainQueue> mainQueue,
+                                              Options options);
+  ~BluezCentral() override;
+
+  void setDelegate(std::weak_ptr<BleCentralDelegate> delegate) override;
+  std::int64_t state() const override;
+  void scanForPeripherals(const std::vector<std::string>& serviceUuids,
+                          bool allowDuplicates) override;
+  void stopScan() override;
+
+ private:
+  struct Device {
+    std::string address;
+    std::optional<std::vector<std::uint8_t>> manufacturerData;
+    std::vector<std::string> serviceUuids;      // UUIDs property
+    std::vector<std::string> serviceDataUuids;  // keys of ServiceData
+    std::optional<std::int64_t> rssi;
+  };
+  struct Adapter {
+    std::string path;
+    bool powered = false;
+  };
+
+  BluezCentral(std::shared_ptr<MainQueue> mainQueue, Options options);
+  void connect();
+  void subscribeSignals();
+
+  void onOwnerChanged(bool owned);
+  void loadManagedObjects(bool reportDevices);
+  void onManagedObjects(GVariant* objects, bool reportDevices);
+  void onInterfacesAdded(GVariant* parameters);
+  void onInterfacesRemoved(GVariant* parameters);
+  void onPropertiesChanged(const std::string& path, GVariant* parameters);
+  void onObject(const std::string& path, GVariant* interfaces, bool reportDevices);
+  void onAdapterProperties(const std::string& path, GVariant* properties);
+  void onDeviceProperties(const std::string& path, GVariant* properties, bool report);
+  void forgetAdapter();
+
+  void startDiscovery();
+  void onDiscoveryStarted(bool current, const std::optional<DbusError>& error);
+  void onRestartTick();
+  void stopDiscovery();
+  void cancelRestartTimer();
+  void onDiscoveryError(const DbusError& error);
+  bool canDiscover() const;
+
+  void report(const Device& device);
+  bool passesFilter(const Device& device) const;
+  void updateState();
+  std::int64_t computeState() const;
+
+  const std::shared_ptr<MainQueue> mainQueue_;
+  const Options options_;
+  std::unique_ptr<DbusClient> bus_;
+  std::weak_ptr<BleCentralDelegate> delegate_;
+  std::int64_t state_ = 0;
+
+  bool busUnavailable_ = false;
+  std::optional<bool> ownerPresent_;   // unknown until the first watch report
+  bool objectsLoaded_ = false;         // GetManagedObjects answered for the current owner
+  std::uint64_t ownerGeneration_ = 0;  // bumps when org.bluez changes hands
+  bool denied_ = false;
+  std::optional<Adapter> adapter_;
+  std::map<std::string, Device> devices_;  // by object path
+
+  bool scanRequested_ = false;
+  bool discovering_ = false;
+  std::uint64_t scanGeneration_ = 0;   // bumps on every scan change; stale replies are dropped
+  std::vector<std::string> services_;  // upper-case
+  bool allowDuplicates_ = false;
+  std::set<std::string> reportedOnce_;  // without duplicates: peripherals already reported
+  std::shared_ptr<Timer> restartTimer_;
+};
+
+}  // namespace lumora::platform

@@ -1,0 +1,50 @@
+#include "platform/linux/GLibMainQueue.hpp"
+
+#include <glib.h>
+
+#include <utility>
+
+#include "platform/linux/GLibTimer.hpp"
+
+namespace lumora::platform {
+
+GLibMainQueue::GLibMainQueue() : tasks_(std::make_shared<Tasks>()) {}
+
+// Tasks still queued run anyway: the idle source keeps the FIFO alive.
+GLibMainQueue::~GLibMainQueue() = default;
+
+void GLibMainQueue::post(Task task) {
+  {
+    std::lock_guard lock(tasks_->mutex);
+    tasks_->pending.push_back(std::move(task));
+    if (tasks_->drainScheduled) return;
+    tasks_->drainScheduled = true;
+  }
+  GSource* source = g_idle_source_new();
+  g_source_set_priority(source, G_PRIORITY_DEFAULT);
+  g_source_set_callback(source, &GLibMainQueue::drain, new std::shared_ptr<Tasks>(tasks_),
+                        [](void* data) { delete static_cast<std::shared_ptr<Tasks>*>(data); });
+  g_source_attach(source, g_main_context_default());
+  g_source_unref(source);
+}
+
+int GLibMainQueue::drain(void* data) {
+  const std::shared_ptr<Tasks> tasks = *static_cast<std::shared_ptr<Tasks>*>(data);
+  std::deque<Task> batch;
+  {
+    std::lock_guard lock(tasks->mutex);
+    batch.swap(tasks->pending);
+  }
+  for (Task& task : batch) task();
+  std::lock_guard lock(tasks->mutex);
+  if (!tasks->pending.empty()) return G_SOURCE_CONTINUE;
+  tasks->drainScheduled = false;
+  return G_SOURCE_REMOVE;
+}
+
+std::shared_ptr<Timer> GLibMainQueue::scheduleTimer(double intervalSeconds, bool repeats,
+                                                    TimerBlock block) {
+  return GLibTimer::schedule(g_main_context_default(), intervalSeconds, repeats, std::move(block));
+}
+
+}  // namespace lumora::platform

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+namespace lumora::platform {
+
+/// How a CurlHttpSession trusts servers and how much it accepts from them.
+struct CurlHttpSessionOptions {
+  /// A PEM file of CA certificates trusted in addition to the system's store
+  /// (the simulator's "caFile", a development server's own CA).
+  std::optional<std::string> extraCaFile;
+  /// The system's hashed CA directory, consulted next to extraCaFile. Empty:
+  /// the directory libcurl was built with (/etc/ssl/certs on Debian).
+  std::string systemCaDirectory;
+  /// A response body longer than this ends its task with an error.
+  std::size_t maxResponseBytes = 1024 * 1024;
+};
+
+}  // namespace lumora::platform

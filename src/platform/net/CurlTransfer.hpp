@@ -1,0 +1,56 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "platform/HttpSession.hpp"
+#include "platform/net/CurlHttpSessionOptions.hpp"
+
+namespace lumora::platform {
+
+/// One data task as a libcurl easy handle: the request's options, the response
+/// being collected, and the completion to run once when it ends.
+class CurlTransfer {
+ public:
+  static constexpr const char* kErrorDomain = "CurlError";
+
+  CurlTransfer(HttpRequest request, HttpSession::Completion completion,
+               const CurlHttpSessionOptions& options);
+  ~CurlTransfer();
+  CurlTransfer(const CurlTransfer&) = delete;
+  CurlTransfer& operator=(const CurlTransfer&) = delete;
+
+  CURL* handle() const noexcept { return easy_; }
+  /// CURLE_OK when the handle is ready to be added to a multi handle.
+  CURLcode setupResult() const noexcept { return setupResult_; }
+
+  /// Runs the completion with the outcome curl reported for this transfer.
+  void complete(CURLcode code);
+  /// Runs the completion with a cancellation error (the session shut down).
+  void cancel();
+
+ private:
+  CURLcode configure(const CurlHttpSessionOptions& options);
+  void applyTrust(const CurlHttpSessionOptions& options);
+  PlatformError errorFor(CURLcode code) const;
+  void finish(HttpResult result);
+
+  static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self);
+  static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self);
+
+  HttpRequest request_;
+  HttpSession::Completion completion_;
+  CURL* easy_ = nullptr;
+  curl_slist* headerList_ = nullptr;
+  CURLcode setupResult_ = CURLE_OK;
+  std::size_t maxResponseBytes_;
+  bool overLimit_ = false;
+  std::vector<std::uint8_t> body_;
+  HttpHeaders responseHeaders_;
+  char errorBuffer_[CURL_ERROR_SIZE] = {};
+};
+
+}  // namespace lumora::platform

@@ -1,0 +1,181 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "platform/linux/FreedesktopNotificationCenter.hpp"
+#include "platform/linux/GLibMainQueue.hpp"
+#include "support/DbusMockHarness.hpp"
+
+namespace lumora::platform {
+namespace {
+
+using test::DbusMockHarness;
+
+constexpr const char* kName = "org.freedesktop.Notifications";
+constexpr const char* kPath = "/org/freedesktop/Notifications";
+
+class RecordingDelegate : public NotificationCenterDelegate {
+ public:
+  void willPresent(const NotificationRequest& notification,
+                   std::function<void(std::uint64_t)> completion) override {
+    presented.push_back(notification.identifier);
+    completion(presentOptions);
+  }
+  void didReceive(const NotificationResponse& response, std::function<void()> completion) override {
+    responses.push_back(response);
+    completion();
+  }
+
+  std::uint64_t presentOptions = 7;
+  std::vector<std::string> presented;
+  std::vector<NotificationResponse> responses;
+};
+
+NotificationRequest request(const std::string& identifier) {
+  NotificationRequest result;
+  result.identifier = identifier;
+  result.title = "Spring sale";
+  result.body = "Shoes & bags <50%>";
+  result.userInfo = {{"bindingId", std::int64_t{66051}}, {"spaceId", std::string("abcdef")}};
+  result.triggerInterval = 0.05;
+  return result;
+}
+
+class FreedesktopNotificationCenterTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (auto missing = DbusMockHarness::missingTools()) GTEST_SKIP() << *missing;
+    bus = std::make_unique<DbusMockHarness>();
+    FreedesktopNotificationCenter::Options options;
+    options.busAddress = bus->address();
+    center = FreedesktopNotificationCenter::create(queue, options);
+    center->setDelegate(delegate);
+  }
+
+  std::int64_t settings() {
+    std::optional<std::int64_t> status;
+    center->getNotificationSettings([&](std::int64_t value) { status = value; });
+    EXPECT_TRUE(DbusMockHarness::iterateUntil([&] { return status.has_value(); }));
+    return status.value_or(-1);
+  }
+  std::optional<PlatformError> add(const NotificationRequest& notification) {
+    bool done = false;
+    std::optional<PlatformError> result;
+    center->add(notification, [&](std::optional<PlatformError> error) {
+      result = std::move(error);
+      done = true;
+    });
+    EXPECT_TRUE(DbusMockHarness::iterateUntil([&] { return done; }));
+    return result;
+  }
+  std::size_t notifyCount() { return bus->callCount(kName, kPath, "Notify"); }
+
+  std::unique_ptr<DbusMockHarness> bus;
+  std::shared_ptr<GLibMainQueue> queue = std::make_shared<GLibMainQueue>();
+  std::shared_ptr<RecordingDelegate> delegate = std::make_shared<RecordingDelegate>();
+  std::shared_ptr<FreedesktopNotificationCenter> center;
+};
+
+TEST_F(FreedesktopNotificationCenterTest, WithoutAServerSettingsAreDeniedAndAddFailsPromptly) {
+  EXPECT_EQ(settings(), 1);
+  bool answered = false;
+  std::optional<bool> granted;
+  center->requestAuthorization(7, [&](bool value, std::optional<PlatformError> error) {
+    granted = value;
+    answered = error.has_value();
+  });
+  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return granted.has_value(); }));
+  EXPECT_FALSE(*granted);
+  EXPECT_TRUE(answered);
+  auto error = add(request("first"));
+  ASSERT_TRUE(error.has_value());
+  EXPECT_EQ(error->domain, "org.freedesktop.Notifications");
+  EXPECT_FALSE(error->localizedDescription.empty());
+}
+
+TEST_F(FreedesktopNotificationCenterTest,
+       ShowsTheNotificationAfterItsDelayWithEscapedBodyAndOpenAction) {
+  bus->startTemplate("notification_daemon", kName);
+  EXPECT_EQ(settings(), 2);
+  EXPECT_EQ(add(request("first")), std::nullopt);
+  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return notifyCount() == 1; }));
+  EXPECT_EQ(delegate->presented, std::vector<std::string>{"first"});
+
+  auto calls = bus->callArguments(kName, kPath, "Notify");
+  GVariant* args = calls.front().get();
+  auto arg = [&](gsize index) {
+    GVariant* boxed = g_variant_get_child_value(args, index);
+    GVariant* value = g_variant_get_variant(boxed);
+    g_variant_unref(boxed);
+    return std::unique_ptr<GVariant, void (*)(GVariant*)>(value, &g_variant_unref);
+  };
+  EXPECT_STREQ(g_variant_get_string(arg(0).get(), nullptr), "LumoraBeaconSDK");
+  EXPECT_EQ(g_variant_get_uint32(arg(1).get()), 0u);
+  EXPECT_STREQ(g_variant_get_string(arg(2).get(), nullptr), "");
+  EXPECT_STREQ(g_variant_get_string(arg(3).get(), nullptr), "Spring sale");
+  // The mock server lists "body-markup", so markup characters are escaped.
+  EXPECT_STREQ(g_variant_get_string(arg(4).get(), nullptr), "Shoes &amp; bags &lt;50%&gt;");
+  gsize count = 0;
+  const gchar** actions = g_variant_get_strv(arg(5).get(), &count);
+  ASSERT_EQ(count, 2u);
+  EXPECT_STREQ(actions[0], "default");
+  EXPECT_STREQ(actions[1], "Open");
+  g_free(actions);
+  EXPECT_EQ(g_variant_n_children(arg(6).get()), 0u);
+  EXPECT_EQ(g_variant_get_int32(arg(7).get()), -1);
+}
+
+TEST_F(FreedesktopNotificationCenterTest, PlainBodyWhenTheServerDoesNotRenderMarkup) {
+  bus->startTemplate("notification_daemon", kName, R"({"capabilities": "body actions"})");
+  EXPECT_EQ(add(request("plain")), std::nullopt);
+  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return notifyCount() == 1; }));
+  auto calls = bus->callArguments(kName, kPath, "Notify");
+  GVariant* boxed = g_variant_get_child_value(calls.front().get(), 4);
+  GVariant* body = g_variant_get_variant(boxed);
+  EXPECT_STREQ(g_variant_get_string(body, nullptr), "Shoes & bags <50%>");
+  g_variant_unref(body);
+  g_variant_unref(boxed);
+}
+
+TEST_F(FreedesktopNotificationCenterTest, PresentationWithoutAlertShowsNothing) {
+  bus->startTemplate("notification_daemon", kName);
+  delegate->presentOptions = 2;  // sound only
+  EXPECT_EQ(add(request("silent")), std::nullopt);
+  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return !delegate->presented.empty(); }));
+  // A second, alerting notification shows that the first one was skipped, not delayed.
+  delegate->presentOptions = 7;
+  EXPECT_EQ(add(request("loud")), std::nullopt);
+  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return notifyCount() >= 1; }));
+  bool settled = false;
+  queue->scheduleTimer(0.2, false, [&](Timer&) { settled = true; });
+  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return settled; }));
+  EXPECT_EQ(notifyCount(), 1u);
+}
+
+TEST_F(FreedesktopNotificationCenterTest, ActionInvokedOnOurNotificationReachesTheDelegate) {
+  bus->startTemplate("notification_daemon", kName);
+  EXPECT_EQ(add(request("tap-me")), std::nullopt);
+  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return notifyCount() == 1; }));
+  // The mock numbers notifications from 1; id 99 belongs to another application.
+  const auto emit = [&](guint32 id) {
+    GVariantBuilder args;
+    g_variant_builder_init(&args, G_VARIANT_TYPE("av"));
+    g_variant_builder_add(&args, "v", g_variant_new_uint32(id));
+    g_variant_builder_add(&args, "v", g_variant_new_string("default"));
+    bus->call(kName, kPath, "org.freedesktop.DBus.Mock", "EmitSignal",
+              g_variant_new("(sss@av)", "org.freedesktop.Notifications", "ActionInvoked", "us",
+                            g_variant_builder_end(&args)));
+  };
+  emit(99);
+  emit(1);
+  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return !delegate->responses.empty(); }));
+  ASSERT_EQ(delegate->responses.size(), 1u);
+  const auto& response = delegate->responses.front();
+  EXPECT_EQ(response.actionIdentifier, "default");
+  EXPECT_EQ(response.request.identifier, "tap-me");
+  EXPECT_EQ(response.request.title, "Spring sale");
+  EXPECT_EQ(response.request.userInfo, request("tap-me").userInfo);
+}
+
+}  // namespace
+}  // namespace lumora::platform

@@ -1,0 +1,277 @@
+#include "support/DbusMockHarness.hpp"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+extern char** environ;
+
+namespace lumora::test {
+namespace {
+
+constexpr const char* kPython = "/usr/bin/python3";
+constexpr const char* kDaemon = "/usr/bin/dbus-daemon";
+
+// A session-type bus that allows everything and activates nothing.
+constexpr const char* kConfig =
+    R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig>
+  <type>session</type>
+  <listen>unix:tmpdir=/tmp</listen>
+  <auth>EXTERNAL</auth>
+  <policy context="default">
+    <allow send_destination="*" eavesdrop="true"/>
+    <allow eavesdrop="true"/>
+    <allow own="*"/>
+  </policy>
+</busconfig>
+)";
+
+void unrefVariant(GVariant* value) {
+  if (value) g_variant_unref(value);
+}
+
+bool runQuietly(const std::string& command) {
+  return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+std::string readLine(int fd, std::chrono::milliseconds timeout) {
+  std::string line;
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  while (std::chrono::steady_clock::now() < deadline) {
+    pollfd pfd{fd, POLLIN, 0};
+    if (poll(&pfd, 1, 100) <= 0) continue;
+    char c = 0;
+    if (read(fd, &c, 1) != 1) break;
+    if (c == '\n') return line;
+    line.push_back(c);
+  }
+  return line;
+}
+
+}  // namespace
+
+std::optional<std::string> DbusMockHarness::missingTools() {
+  if (access(kDaemon, X_OK) != 0) return std::string("dbus-daemon is not installed");
+  if (!runQuietly(std::string(kPython) + " -c 'import dbusmock'")) {
+    return std::string("python3-dbusmock is not installed for /usr/bin/python3");
+  }
+  return std::nullopt;
+}
+
+DbusMockHarness::DbusMockHarness() {
+  char pattern[] = "/tmp/lumora-dbus-XXXXXX";
+  if (!mkdtemp(pattern)) throw std::runtime_error("cannot create a directory for the bus");
+  directory_ = pattern;
+  std::ofstream(directory_ / "bus.conf") << kConfig;
+
+  int pipeFds[2];
+  if (pipe(pipeFds) != 0) throw std::runtime_error("pipe failed");
+  daemon_ = spawn({kDaemon, "--config-file=" + (directory_ / "bus.conf").string(), "--nofork",
+                   "--print-address"},
+                  pipeFds[1]);
+  close(pipeFds[1]);
+  address_ = readLine(pipeFds[0], std::chrono::seconds(10));
+  close(pipeFds[0]);
+  if (address_.empty()) throw std::runtime_error("dbus-daemon did not report its address");
+
+  GError* error = nullptr;
+  connection_ = g_dbus_connection_new_for_address_sync(
+      address_.c_str(),
+      static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+      nullptr, nullptr, &error);
+  if (!connection_) {
+    std::string message = error ? error->message : "unknown error";
+    g_clear_error(&error);
+    throw std::runtime_error("cannot connect to the private bus: " + message);
+  }
+  g_dbus_connection_set_exit_on_close(connection_, FALSE);
+}
+
+DbusMockHarness::~DbusMockHarness() {
+  for (const auto& [name, pid] : mocks_) stopProcess(pid);
+  if (connection_) {
+    g_dbus_connection_close_sync(connection_, nullptr, nullptr);
+    g_object_unref(connection_);
+  }
+  if (daemon_ > 0) stopProcess(daemon_);
+  std::error_code ignored;
+  std::filesystem::remove_all(directory_, ignored);
+}
+
+pid_t DbusMockHarness::spawn(const std::vector<std::string>& argv, int stdoutFd) {
+  std::vector<char*> args;
+  for (const auto& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
+  args.push_back(nullptr);
+
+  std::vector<std::string> envStrings;
+  for (char** entry = environ; *entry; ++entry) {
+    const std::string text = *entry;
+    if (text.rfind("DBUS_SYSTEM_BUS_ADDRESS=", 0) == 0) continue;
+    if (text.rfind("DBUS_SESSION_BUS_ADDRESS=", 0) == 0) continue;
+    envStrings.push_back(text);
+  }
+  if (!address_.empty()) {
+    envStrings.push_back("DBUS_SYSTEM_BUS_ADDRESS=" + address_);
+    envStrings.push_back("DBUS_SESSION_BUS_ADDRESS=" + address_);
+  }
+  std::vector<char*> env;
+  for (auto& text : envStrings) env.push_back(text.data());
+  env.push_back(nullptr);
+
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  if (stdoutFd >= 0) {
+    posix_spawn_file_actions_adddup2(&actions, stdoutFd, STDOUT_FILENO);
+  } else {
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+  }
+  // The daemon's warnings about resource limits are noise in test output.
+  if (argv[0] == kDaemon) {
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+  }
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+  posix_spawnattr_setpgroup(&attributes, 0);
+  pid_t pid = -1;
+  const int result = posix_spawn(&pid, args[0], &actions, &attributes, args.data(), env.data());
+  posix_spawn_file_actions_destroy(&actions);
+  posix_spawnattr_destroy(&attributes);
+  if (result != 0) throw std::runtime_error("cannot start " + argv[0]);
+  return pid;
+}
+
+void DbusMockHarness::stopProcess(pid_t pid) {
+  kill(-pid, SIGTERM);
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    if (waitpid(pid, nullptr, WNOHANG) == pid) {
+      kill(-pid, SIGKILL);  // anything the leader left behind in its group
+      return;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  kill(-pid, SIGKILL);
+  waitpid(pid, nullptr, 0);
+}
+
+void DbusMockHarness::startTemplate(const std::string& templateName, const std::string& busName,
+                                    const std::string& parametersJson) {
+  std::vector<std::string> argv{kPython, "-m", "dbusmock", "--template", templateName};
+  if (!parametersJson.empty()) {
+    argv.push_back("--parameters");
+    argv.push_back(parametersJson);
+  }
+  mocks_[busName] = spawn(argv, -1);
+  if (!waitForOwner(busName, true)) {
+    throw std::runtime_error("dbusmock template " + templateName + " did not come up");
+  }
+}
+
+void DbusMockHarness::stopTemplate(const std::string& busName) {
+  auto mock = mocks_.find(busName);
+  if (mock == mocks_.end()) return;
+  stopProcess(mock->second);
+  mocks_.erase(mock);
+  waitForOwner(busName, false);
+}
+
+bool DbusMockHarness::waitForOwner(const std::string& name, bool owned) {
+  for (int attempt = 0; attempt < 500; ++attempt) {
+    if (nameHasOwner(name) == owned) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  return false;
+}
+
+bool DbusMockHarness::nameHasOwner(const std::string& name) {
+  auto reply = call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                    "NameHasOwner", g_variant_new("(s)", name.c_str()));
+  gboolean owned = FALSE;
+  g_variant_get(reply.get(), "(b)", &owned);
+  return owned;
+}
+
+DbusMockHarness::VariantPtr DbusMockHarness::call(const std::string& destination,
+                                                  const std::string& path, const std::string& iface,
+                                                  const std::string& method, GVariant* params) {
+  GError* error = nullptr;
+  GVariant* reply = g_dbus_connection_call_sync(connection_, destination.c_str(), path.c_str(),
+                                                iface.c_str(), method.c_str(), params, nullptr,
+                                                G_DBUS_CALL_FLAGS_NONE, 10000, nullptr, &error);
+  if (!reply) {
+    std::string message = error ? error->message : "unknown error";
+    g_clear_error(&error);
+    throw std::runtime_error(method + " failed: " + message);
+  }
+  return VariantPtr(reply, &unrefVariant);
+}
+
+std::string DbusMockHarness::callError(const std::string& destination, const std::string& path,
+                                       const std::string& iface, const std::string& method,
+                                       GVariant* params) {
+  GError* error = nullptr;
+  GVariant* reply = g_dbus_connection_call_sync(connection_, destination.c_str(), path.c_str(),
+                                                iface.c_str(), method.c_str(), params, nullptr,
+                                                G_DBUS_CALL_FLAGS_NONE, 10000, nullptr, &error);
+  if (reply) {
+    g_variant_unref(reply);
+    return "";
+  }
+  gchar* name = g_dbus_error_get_remote_error(error);
+  std::string result = name ? name : (error ? error->message : "unknown error");
+  g_free(name);
+  g_clear_error(&error);
+  return result;
+}
+
+std::vector<DbusMockHarness::VariantPtr> DbusMockHarness::callArguments(const std::string& busName,
+                                                                        const std::string& path,
+                                                                        const std::string& method) {
+  auto reply = call(busName, path, "org.freedesktop.DBus.Mock", "GetMethodCalls",
+                    g_variant_new("(s)", method.c_str()));
+  std::vector<VariantPtr> result;
+  GVariant* calls = g_variant_get_child_value(reply.get(), 0);
+  for (gsize i = 0; i < g_variant_n_children(calls); ++i) {
+    guint64 timestamp = 0;
+    GVariant* args = nullptr;
+    g_variant_get_child(calls, i, "(t@av)", &timestamp, &args);
+    result.emplace_back(args, &unrefVariant);
+  }
+  g_variant_unref(calls);
+  return result;
+}
+
+std::size_t DbusMockHarness::callCount(const std::string& busName, const std::string& path,
+                                       const std::string& method) {
+  return callArguments(busName, path, method).size();
+}
+
+bool DbusMockHarness::iterateUntil(const std::function<bool()>& condition,
+                                   std::chrono::milliseconds deadline) {
+  // A ticking source bounds each blocking iteration, so the deadline is seen
+  // even when nothing else happens on the loop.
+  const guint tick = g_timeout_add(
+      20, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
+  const auto end = std::chrono::steady_clock::now() + deadline;
+  bool satisfied = condition();
+  while (!satisfied && std::chrono::steady_clock::now() < end) {
+    g_main_context_iteration(nullptr, TRUE);
+    satisfied = condition();
+  }
+  g_source_remove(tick);
+  return satisfied;
+}
+
+}  // namespace lumora::test

@@ -1,0 +1,154 @@
+#include <gtest/gtest.h>
+
+#include "DetectionWorld.hpp"
+
+namespace lumora::testing {
+namespace {
+
+using platform::SimBleCentral;
+
+class Bluetooth : public DetectionWorld {
+ protected:
+  void setRadio(std::int64_t state) {
+    central->simulateStateChange(state);
+    platform->virtualQueue->runReady();
+  }
+  std::vector<ScanOutcome> outcomes;
+};
+
+// The outcome of the two-second wait for each state the radio can be left in.
+struct WaitCase {
+  std::int64_t state;
+  LumoraAdBeaconErrorType code;
+  std::string message;
+};
+
+class BluetoothWait : public Bluetooth, public ::testing::WithParamInterface<WaitCase> {};
+
+TEST_P(BluetoothWait, ReportsTheStateLeftAfterTwoSeconds) {
+  setRadio(GetParam().state);
+  customScanner->startScanning(recordInto(outcomes));
+  runFor(1.9);
+  EXPECT_TRUE(outcomes.empty());
+  runFor(0.1);
+  ASSERT_EQ(outcomes.size(), 1u);
+  EXPECT_FALSE(outcomes[0].success);
+  EXPECT_EQ(outcomes[0].code, GetParam().code);
+  EXPECT_EQ(outcomes[0].message, GetParam().message);
+  EXPECT_FALSE(customScanner->isScanning());
+  EXPECT_EQ(scanStarts(), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EveryState, BluetoothWait,
+    ::testing::Values(
+        WaitCase{SimBleCentral::kUnknown, LumoraAdBeaconErrorType::bluetoothDisabled,
+                 "Bluetooth state is still undetermined after waiting"},
+        WaitCase{SimBleCentral::kResetting, LumoraAdBeaconErrorType::bluetoothDisabled,
+                 "Bluetooth state is still undetermined after waiting"},
+        WaitCase{SimBleCentral::kUnsupported, LumoraAdBeaconErrorType::bluetoothDisabled,
+                 "Bluetooth not supported on this device"},
+        WaitCase{SimBleCentral::kUnauthorized, LumoraAdBeaconErrorType::bluetoothPermissionDenied,
+                 "Bluetooth permission denied. Please allow Bluetooth access in settings."},
+        WaitCase{SimBleCentral::kPoweredOff, LumoraAdBeaconErrorType::bluetoothDisabled,
+                 "Bluetooth is disabled. Please turn on Bluetooth."},
+        WaitCase{7, LumoraAdBeaconErrorType::bluetoothDisabled, "Unknown Bluetooth state: 7"}));
+
+TEST_F(Bluetooth, AlreadyPoweredOnStartsTheScanBeforeReturning) {
+  customScanner->startScanning(recordInto(outcomes));
+  ASSERT_EQ(outcomes.size(), 1u);
+  EXPECT_TRUE(outcomes[0].success);
+  EXPECT_FALSE(outcomes[0].code.has_value());
+  EXPECT_TRUE(customScanner->isScanning());
+  EXPECT_EQ(central->scanRecords(),
+            (std::vector<SimBleCentral::ScanRecord>{
+                {SimBleCentral::ScanRecord::Action::start, {kCanonicalServiceUuid}, true}}));
+}
+
+TEST_F(Bluetooth, PowerOnDuringTheWaitSucceedsOnceAndRequestsTheScanTwice) {
+  setRadio(SimBleCentral::kPoweredOff);
+  customScanner->startScanning(recordInto(outcomes));
+  runFor(1.0);
+  setRadio(SimBleCentral::kPoweredOn);
+  ASSERT_EQ(outcomes.size(), 1u);
+  EXPECT_TRUE(outcomes[0].success);
+  ASSERT_EQ(central->scanRecords().size(), 2u);
+  EXPECT_EQ(central->scanRecords()[0], central->scanRecords()[1]);
+  runFor(5.0);
+  EXPECT_EQ(outcomes.size(), 1u);
+}
+
+TEST_F(Bluetooth, OverlappingWaitsOnlyTheNewestEndsEarly) {
+  std::vector<std::pair<std::string, double>> ends;
+  auto wait = [&](std::string name) {
+    centralAdapter->waitForPoweredOn(2.0, [&, name](bool on) {
+      ends.emplace_back(name + (on ? ":on" : ":off"), secondsSinceStart());
+    });
+  };
+  setRadio(SimBleCentral::kPoweredOff);
+  wait("a");
+  runFor(1.0);
+  wait("b");
+  runFor(0.5);
+  setRadio(SimBleCentral::kPoweredOn);
+  runFor(2.0);
+  EXPECT_EQ(ends, (std::vector<std::pair<std::string, double>>{{"b:on", 1.5}, {"a:on", 2.0}}));
+}
+
+TEST_F(Bluetooth, AnEarlierWaitsTimerRemovesTheNewerWaitsStateCallback) {
+  std::vector<std::pair<std::string, double>> ends;
+  auto wait = [&](std::string name) {
+    centralAdapter->waitForPoweredOn(2.0, [&, name](bool on) {
+      ends.emplace_back(name + (on ? ":on" : ":off"), secondsSinceStart());
+    });
+  };
+  setRadio(SimBleCentral::kPoweredOff);
+  wait("a");
+  runFor(1.0);
+  wait("b");
+  runFor(1.5);  // a's timer fired at 2 s
+  setRadio(SimBleCentral::kPoweredOn);
+  runFor(2.0);
+  EXPECT_EQ(ends, (std::vector<std::pair<std::string, double>>{{"a:off", 2.0}, {"b:on", 3.0}}));
+}
+
+TEST_F(Bluetooth, SwitchedOffAndOnWhileScanningTheScanIsRequestedAgain) {
+  customScanner->startScanning(recordInto(outcomes));
+  setRadio(SimBleCentral::kPoweredOff);
+  EXPECT_TRUE(customScanner->isScanning());
+  EXPECT_FALSE(central->isScanning());
+  setRadio(SimBleCentral::kPoweredOn);
+  EXPECT_TRUE(central->isScanning());
+  EXPECT_EQ(outcomes.size(), 1u);
+  ASSERT_EQ(scanStarts(), 2u);
+  EXPECT_EQ(central->scanRecords()[0], central->scanRecords()[1]);
+}
+
+TEST_F(Bluetooth, WhenInUseLocationPermissionRefusesTheScan) {
+  location->setAuthorizationStatus(
+      static_cast<std::int64_t>(LocationAuthorizationStatus::authorizedWhenInUse));
+  customScanner->startScanning(recordInto(outcomes));
+  ASSERT_EQ(outcomes.size(), 1u);
+  EXPECT_EQ(outcomes[0].code, LumoraAdBeaconErrorType::locationPermissionNotAlways);
+  EXPECT_EQ(outcomes[0].message,
+            "Location permission not set to 'Always'. Please update in settings.");
+  EXPECT_FALSE(customScanner->isScanning());
+  EXPECT_EQ(scanStarts(), 0u);
+}
+
+TEST_F(Bluetooth, OnlyAdvertisementsCarryingACustomBeaconAreReported) {
+  int detected = 0;
+  customScanner->setOnBeaconDetected(
+      [&](std::int64_t, const std::string&, std::int64_t) { ++detected; });
+  auto withoutData = customBeacon();
+  withoutData.manufacturerData.reset();
+  auto foreign = iBeacon();
+  foreign.serviceUuids = {kCanonicalServiceUuid};
+  for (const auto& ad : {customBeacon(), withoutData, foreign, customBeacon()}) {
+    centralAdapter->centralDidDiscover(ad);
+  }
+  EXPECT_EQ(detected, 2);
+}
+
+}  // namespace
+}  // namespace lumora::testing

@@ -1,0 +1,204 @@
+#include "FacadeWorld.hpp"
+#include "platform/sim/SimRadio.hpp"
+
+namespace lumora::testing {
+namespace {
+
+using ErrorType = LumoraAdBeaconErrorType;
+
+constexpr const char* kUncapped =
+    R"({"campaignId":12,"creativeId":345,"title":"Hello","message":"Come in","data":"payload"})";
+constexpr const char* kCappedOnce =
+    R"({"campaignId":12,"creativeId":345,"title":"Hello","message":"Come in",
+        "frequencyCapping":{"intervalHours":24,"maxFrequency":1}})";
+
+class PipelineTest : public FacadeWorld {
+ protected:
+  void detect(std::int64_t bindingId = 300) { facade->onBeaconDetected(4660, kSpaceId, bindingId); }
+};
+
+TEST_F(PipelineTest, BeforeInitiateADetectionOnlyLogs) {
+  createFacade();
+  detect();
+  runFor(1);
+  EXPECT_EQ(phone.platform->log->count(
+                "LumoraAdBeaconSDK is not initialized, please call initiate method first"),
+            1u);
+  EXPECT_TRUE(server.requests().empty());
+}
+
+TEST_F(PipelineTest, OfflineDeviceReportsWithoutRequestingAnything) {
+  initiate();
+  phone.reachability->setReachable(false);
+  detect();
+  runFor(1);
+  ASSERT_EQ(callback->errors().size(), 1u);
+  EXPECT_EQ(rawValue(callback->errors()[0].code()), 10);
+  EXPECT_EQ(callback->errors()[0].message(), "No internet connection available");
+  EXPECT_TRUE(server.requests().empty());
+
+  phone.reachability->failCreation(24);
+  detect();
+  runFor(1);
+  EXPECT_EQ(callback->errors().size(), 2u);
+  EXPECT_EQ(phone.platform->log->count("No internet connection available"), 2u);
+}
+
+TEST_F(PipelineTest, AfterAFailedInitiateEachDetectionReportsTheMissingService) {
+  installPlist(sdkPlist("APIEndpoints"));
+  initiate();
+  detect();
+  runFor(1);
+  ASSERT_EQ(callback->errors().size(), 2u);
+  EXPECT_EQ(callback->errors()[1].code(), ErrorType::configurationError);
+  EXPECT_EQ(callback->errors()[1].message(), "UserEventWebService is not initialized");
+}
+
+TEST_F(PipelineTest, UncappedCreativeIsReportedDeliveredAndShownOnEveryDetection) {
+  serveCreative(300, kUncapped);
+  initiate();
+  phone.platform->virtualClock->setNow(platform::VirtualClock::fromSeconds(1700000000.9999));
+  detect();
+  runFor(5);
+  detect();
+  runFor(5);
+
+  EXPECT_EQ(callback->names(), (std::vector<std::string>{"onInitialized", "onCreativeReceived",
+                                                         "onCreativeReceived"}));
+  const auto& creative = *callback->calls()[1].creative;
+  EXPECT_EQ(creative.data(), std::optional<std::string>("payload"));
+  EXPECT_EQ(creative.creativeId(), 345);
+  EXPECT_EQ(creative.campaignId(), 12);
+  EXPECT_EQ(creative.bindingId(), 300);
+  EXPECT_EQ(creative.spaceId(), kSpaceId);
+
+  ASSERT_EQ(phone.notifications->added().size(), 2u);
+  EXPECT_EQ(phone.notifications->added()[0].request.title, "Hello");
+  EXPECT_EQ(phone.notifications->added()[0].request.body, "Come in");
+
+  std::vector<std::string> types;
+  for (const auto& event : events()) types.push_back(event["eventType"]);
+  std::sort(types.begin(), types.end());
+  EXPECT_EQ(types, (std::vector<std::string>{"notification", "notification", "request", "request"}));
+  const auto first = events();
+  const auto request = std::find_if(first.begin(), first.end(),
+                                    [](const auto& e) { return e["eventType"] == "request"; });
+  EXPECT_EQ((*request)["timestamp"], 1700000000999);
+  EXPECT_FALSE(request->contains("cid"));
+  EXPECT_FALSE(request->contains("crid"));
+}
+
+TEST_F(PipelineTest, CapOfOneRefusesTheSecondDeliveryButStillReportsTheRequest) {
+  serveCreative(300, kCappedOnce);
+  initiate();
+  detect();
+  runFor(31);
+  detect();
+  runFor(5);
+  EXPECT_EQ(callback->names(),
+            (std::vector<std::string>{"onInitialized", "onCreativeReceived", "onError"}));
+  EXPECT_EQ(callback->errors()[0].code(), ErrorType::frequencyCapExceeded);
+  EXPECT_EQ(callback->errors()[0].message(), description(ErrorType::frequencyCapExceeded));
+  EXPECT_EQ(phone.notifications->added().size(), 1u);
+  std::size_t requests = 0;
+  for (const auto& event : events()) requests += event["eventType"] == "request" ? 1 : 0;
+  EXPECT_EQ(requests, 2u);
+}
+
+TEST_F(PipelineTest, FetchFailuresReachTheHostUnchangedAndSendNoEvent) {
+  serveCreative(404, "", 404);
+  serveCreative(500, "", 500);
+  serveCreative(7, R"({"title":"t","message":"m","campaignId":1})");
+  initiate();
+  detect(404);
+  detect(500);
+  detect(7);
+  runFor(5);
+  ASSERT_EQ(callback->errors().size(), 3u);
+  std::vector<std::pair<ErrorType, std::string>> errors;
+  for (const auto& error : callback->errors()) errors.emplace_back(error.code(), error.message());
+  std::sort(errors.begin(), errors.end());
+  EXPECT_EQ(errors, (std::vector<std::pair<ErrorType, std::string>>{
+                        {ErrorType::notFoundCreative, "Creative data not found."},
+                        {ErrorType::invalidCreative, "Invalid Creative data format"},
+                        {ErrorType::unknown, "HTTP error: 500"}}));
+  EXPECT_TRUE(events().empty());
+}
+
+TEST_F(PipelineTest, RefusedNotificationFollowsTheDelivery) {
+  serveCreative(300, kUncapped);
+  phone.notifications->setAuthorizationStatus(1);
+  initiate();
+  detect();
+  runFor(5);
+  EXPECT_EQ(callback->names(),
+            (std::vector<std::string>{"onInitialized", "onCreativeReceived", "onError"}));
+  EXPECT_EQ(callback->errors()[0].code(), ErrorType::unknown);
+  EXPECT_EQ(callback->errors()[0].message(),
+            "Failed to show notification: Notification permission not granted. Please allow "
+            "notifications in settings.");
+}
+
+TEST_F(PipelineTest, FailedRequestEventIsLoggedAndReported) {
+  serveCreative(300, kUncapped);
+  server.respond("/nt/device_events", TestHttpsServer::Response(500, ""));
+  initiate();
+  detect();
+  runFor(5);
+  EXPECT_EQ(phone.platform->log->count("Failed to send event for requesting creative data"), 1u);
+  const auto errors = callback->errors();
+  // The request event and the notification event both fail.
+  ASSERT_EQ(errors.size(), 2u);
+  for (const auto& error : errors) EXPECT_EQ(error.code(), ErrorType::unknown);
+  const bool hasRequestFailure = std::any_of(errors.begin(), errors.end(), [](const auto& e) {
+    return e.message() == "HTTP error: 500";
+  });
+  EXPECT_TRUE(hasRequestFailure);
+}
+
+TEST_F(PipelineTest, TapReportsAClickThenCallsTheHost) {
+  serveCreative(300, kUncapped);
+  initiate();
+  detect();
+  runFor(5);
+  ASSERT_TRUE(phone.notifications->simulateTap(0));
+  runFor(5);
+  ASSERT_EQ(callback->names().back(), "onNotificationClicked");
+  const auto& clicked = *callback->calls().back().creative;
+  EXPECT_EQ(clicked.creativeId(), 345);
+  EXPECT_EQ(clicked.spaceId(), kSpaceId);
+  EXPECT_EQ(clicked.data(), std::optional<std::string>("payload"));
+  const auto all = events();
+  const auto click = std::find_if(all.begin(), all.end(),
+                                  [](const auto& e) { return e["eventType"] == "click"; });
+  ASSERT_NE(click, all.end());
+  EXPECT_EQ((*click)["cid"], 12);
+  EXPECT_EQ((*click)["crid"], 345);
+}
+
+TEST_F(PipelineTest, BeaconsOnTheAirTravelThroughTheGateToTheHost) {
+  serveCreative(300, kUncapped);
+  initiate();
+  facade->start();
+  const auto until = phone.platform->virtualClock->now() + std::chrono::seconds(20);
+  phone.radio->transmitEvery(platform::SimRadio::iBeaconAdvertisement(kIBeaconUuid, 1, 2), 1.0,
+                             until);
+  phone.radio->transmitEvery(
+      platform::SimRadio::customBeaconAdvertisement(kSpaceId, 300, kServiceUuid), 0.25, until);
+  runFor(25);
+  EXPECT_TRUE(phone.central->isScanning());
+  // The iBeacon counts as present until 30 s of silence (t = 50 s); the gate closes
+  // on the first tick more than 10 s after that.
+  runFor(40);
+  const auto names = callback->names();
+  EXPECT_EQ(std::count(names.begin(), names.end(), "onCreativeReceived"), 1);
+  EXPECT_EQ(phone.platform->log->count(
+                "Processing beacon data: companyId=4660, spaceId=0a1b2c3d4e5f6071, bindingId=300"),
+            1u);
+  EXPECT_FALSE(phone.central->isScanning());
+  EXPECT_EQ(phone.platform->log->count("iBeacon timeout reached, stopped custom beacon scanning"),
+            1u);
+}
+
+}  // namespace
+}  // namespace lumora::testing

@@ -1,0 +1,151 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "core/identity/TimeBasedUuid.hpp"
+#include "core/util/Uuid.hpp"
+#include "lumora/ClientProfile.hpp"
+#include "platform/sim/MemoryUserDefaults.hpp"
+#include "platform/sim/SimAdvertisingIdentity.hpp"
+#include "platform/sim/SimDeviceInfo.hpp"
+#include "support/SimWorld.hpp"
+
+namespace lumora {
+namespace {
+
+constexpr const char* kPhoneKey = "LumoraBeaconSDK.PhoneNumber";
+constexpr const char* kEmailKey = "LumoraBeaconSDK.Email";
+constexpr const char* kUuidKey = "LumoraBeaconSDK.UUID";
+constexpr const char* kPlatformId = "6D3F1C2A-94B0-4E57-8A21-0C9E7B5D4F13";
+
+class ClientProfileTest : public testing::SimWorld {
+ protected:
+  ClientProfileTest() {
+    platform->defaults = defaults;
+    platform->device = device;
+    platform->advertising = advertising;
+  }
+
+  static ClientProfile bare() {
+    return ClientProfile(std::nullopt, std::nullopt, "App", std::nullopt);
+  }
+
+  std::shared_ptr<platform::MemoryUserDefaults> defaults =
+      std::make_shared<platform::MemoryUserDefaults>();
+  std::shared_ptr<platform::SimDeviceInfo> device =
+      std::make_shared<platform::SimDeviceInfo>("iPhone14,2", "iOS", "17.2");
+  std::shared_ptr<platform::SimAdvertisingIdentity> advertising =
+      std::make_shared<platform::SimAdvertisingIdentity>();
+};
+
+TEST_F(ClientProfileTest, FreshStoreGetsOnlyANewIdentifierAndDeviceFieldsComeFromThePlatform) {
+  const ClientProfile profile(std::nullopt, std::nullopt, "Shop", std::nullopt);
+  EXPECT_EQ(profile.getPhoneNumber(), std::nullopt);
+  EXPECT_EQ(profile.getEmail(), std::nullopt);
+  EXPECT_EQ(profile.getAppName(), "Shop");
+  EXPECT_EQ(profile.getDeviceName(), "iPhone14,2");
+  EXPECT_EQ(profile.getSystemName(), "iOS 17.2");
+  EXPECT_EQ(profile.getAdvertisingId(), std::nullopt);
+  const platform::MemoryUserDefaults::Contents expected{{kUuidKey, profile.getUUID()}};
+  EXPECT_EQ(defaults->snapshot(), expected);
+}
+
+TEST_F(ClientProfileTest, PhoneAndEmailFallBackToStoredValuesAndArgumentsReplaceThem) {
+  const ClientProfile first("+15550100", "a@example.com", "App", std::nullopt);
+  const ClientProfile second = bare();
+  EXPECT_EQ(second.getPhoneNumber(), "+15550100");
+  EXPECT_EQ(second.getEmail(), "a@example.com");
+
+  const ClientProfile third("+15550199", std::nullopt, "App", std::nullopt);
+  EXPECT_EQ(third.getPhoneNumber(), "+15550199");
+  EXPECT_EQ(third.getEmail(), "a@example.com");
+  EXPECT_EQ(defaults->stringForKey(kPhoneKey), "+15550199");
+  EXPECT_EQ(defaults->stringForKey(kEmailKey), "a@example.com");
+  EXPECT_EQ(first.getPhoneNumber(), "+15550100");  // constructed profiles never change
+}
+
+TEST_F(ClientProfileTest, ClearPersistedDataForgetsContactsButKeepsTheIdentifier) {
+  const ClientProfile first("+15550100", "a@example.com", "App", std::nullopt);
+  ClientProfile::clearPersistedData();
+  EXPECT_EQ(defaults->stringForKey(kPhoneKey), std::nullopt);
+  EXPECT_EQ(defaults->stringForKey(kEmailKey), std::nullopt);
+
+  const ClientProfile after = bare();
+  EXPECT_EQ(after.getPhoneNumber(), std::nullopt);
+  EXPECT_EQ(after.getEmail(), std::nullopt);
+  EXPECT_EQ(after.getUUID(), first.getUUID());
+  EXPECT_EQ(first.getEmail(), "a@example.com");
+}
+
+TEST_F(ClientProfileTest, IdentifierIsCreatedOnceAndAStoredOneIsUsedVerbatim) {
+  const ClientProfile first = bare();
+  platform->virtualClock->advance(3600);
+  EXPECT_EQ(bare().getUUID(), first.getUUID());
+
+  defaults->setString(kUuidKey, "kept-as-stored");
+  EXPECT_EQ(bare().getUUID(), "kept-as-stored");
+}
+
+TEST_F(ClientProfileTest, NewIdentifierIsAVersionOneUuidOfTheCurrentTime) {
+  const std::string text = bare().getUUID();
+  ASSERT_EQ(text.size(), 36u);
+  const auto parsed = Uuid::parse(text);
+  ASSERT_TRUE(parsed);
+  EXPECT_EQ(parsed->text(), text);  // canonical upper-case form
+  EXPECT_EQ(text[14], '1');
+  EXPECT_NE(std::string("89AB").find(text[19]), std::string::npos);
+  // time_low and time_mid carry the virtual clock's timestamp.
+  const std::uint64_t timestamp = TimeBasedUuid::timestamp(platform->virtualClock->now());
+  const auto& bytes = parsed->bytes();
+  std::uint64_t decoded = 0;
+  for (int i = 0; i < 4; ++i) decoded |= std::uint64_t{bytes[i]} << (24 - 8 * i);
+  decoded |= std::uint64_t{bytes[4]} << 40 | std::uint64_t{bytes[5]} << 32;
+  decoded |= std::uint64_t{bytes[6] & 0x0Fu} << 56 | std::uint64_t{bytes[7]} << 48;
+  EXPECT_EQ(decoded, timestamp);
+}
+
+TEST_F(ClientProfileTest, PlatformAdvertisingIdentifierNeedsConsentWhenThePlatformSaysSo) {
+  advertising->setAdvertisingIdentifier(kPlatformId);
+  EXPECT_EQ(bare().getAdvertisingId(), std::nullopt);  // consent denied
+
+  advertising->setTrackingAuthorizationStatus(platform::AdvertisingIdentity::kTrackingAuthorized);
+  EXPECT_EQ(bare().getAdvertisingId(), kPlatformId);
+
+  advertising->setTrackingAuthorizationStatus(0);
+  advertising->setRequiresTrackingAuthorization(false);
+  EXPECT_EQ(bare().getAdvertisingId(), kPlatformId);
+
+  advertising->setAdvertisingIdentifier("6d3f1c2a-94b0-4e57-8a21-0c9e7b5d4f13");
+  EXPECT_EQ(bare().getAdvertisingId(), kPlatformId);  // canonical text
+}
+
+TEST_F(ClientProfileTest, AllZeroOrEmptyPlatformIdentifierIsAbsent) {
+  advertising->setTrackingAuthorizationStatus(platform::AdvertisingIdentity::kTrackingAuthorized);
+  for (const char* none : {"00000000-0000-0000-0000-000000000000", ""}) {
+    advertising->setAdvertisingIdentifier(none);
+    EXPECT_EQ(bare().getAdvertisingId(), std::nullopt) << "identifier '" << none << "'";
+  }
+}
+
+TEST_F(ClientProfileTest, AdvertisingIdentifierArgumentIsUsedUnchangedEvenWhenEmpty) {
+  advertising->setTrackingAuthorizationStatus(platform::AdvertisingIdentity::kTrackingAuthorized);
+  advertising->setAdvertisingIdentifier(kPlatformId);
+  EXPECT_EQ(ClientProfile(std::nullopt, std::nullopt, "App", "").getAdvertisingId(), "");
+  EXPECT_EQ(ClientProfile(std::nullopt, std::nullopt, "App", "host-id").getAdvertisingId(),
+            "host-id");
+}
+
+TEST_F(ClientProfileTest, PlatformWithoutStoreOrDeviceStillBuildsAProfile) {
+  platform->defaults = nullptr;
+  platform->device = nullptr;
+  platform->advertising = nullptr;
+  const ClientProfile profile("+15550100", std::nullopt, "App", std::nullopt);
+  EXPECT_EQ(profile.getPhoneNumber(), "+15550100");
+  EXPECT_EQ(profile.getDeviceName(), "");
+  EXPECT_EQ(profile.getAdvertisingId(), std::nullopt);
+  EXPECT_TRUE(Uuid::parse(profile.getUUID()));
+  ClientProfile::clearPersistedData();
+}
+
+}  // namespace
+}  // namespace lumora

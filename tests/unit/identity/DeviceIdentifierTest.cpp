@@ -1,0 +1,97 @@
+#include "core/identity/DeviceIdentifier.hpp"
+
+#include <gtest/gtest.h>
+#include <sys/utsname.h>
+
+#include <fstream>
+
+#include "platform/linux/LinuxDeviceInfo.hpp"
+#include "platform/sim/SimDeviceInfo.hpp"
+#include "support/SimWorld.hpp"
+
+namespace lumora {
+namespace {
+
+using namespace std::string_literals;
+
+class DeviceIdentifierTest : public testing::SimWorld {
+ protected:
+  DeviceIdentifierTest() { platform->device = device; }
+  std::shared_ptr<platform::SimDeviceInfo> device = std::make_shared<platform::SimDeviceInfo>();
+};
+
+TEST_F(DeviceIdentifierTest, ModelIsTheMachineFieldWithoutItsZeroBytes) {
+  device->setMachine("iPhone14,2");
+  EXPECT_EQ(device->machineField().size(), platform::SimDeviceInfo::kMachineFieldSize);
+  EXPECT_EQ(DeviceIdentifier::getDeviceModel(), "iPhone14,2");
+
+  device->setMachine("");
+  EXPECT_EQ(DeviceIdentifier::getDeviceModel(), "");
+
+  device->setMachineField(
+      "x8\0\0"
+      "6_\0"
+      "64\0"s);  // the walk does not stop at a zero
+  EXPECT_EQ(DeviceIdentifier::getDeviceModel(), "x86_64");
+}
+
+TEST_F(DeviceIdentifierTest, HighBitBytesBecomeLatin1CharactersInUtf8) {
+  device->setMachineField(
+      "A\xE9\xFF\x80"
+      "B\0"s);
+  EXPECT_EQ(DeviceIdentifier::getDeviceModel(),
+            "A\xC3\xA9\xC3\xBF\xC2\x80"
+            "B");
+}
+
+TEST_F(DeviceIdentifierTest, WithoutDeviceInformationTheModelIsEmpty) {
+  platform->device = nullptr;
+  EXPECT_EQ(DeviceIdentifier::getDeviceModel(), "");
+}
+
+TEST(LinuxDeviceInfoTest, OsReleaseValuesAreUnquotedAndUnescaped) {
+  const auto fields = platform::LinuxDeviceInfo::parseOsRelease(
+      "# comment\n"
+      "NAME=\"Debian GNU/Linux\"\n"
+      "VERSION_ID='12'\n"
+      "  ID=debian  \r\n"
+      "PRETTY_NAME=\"Say \\\"hi\\\" \\\\ \\$HOME\"\n"
+      "BROKEN=\"unterminated\n"
+      "TRAILING=\"a\"b\n"
+      "=novalue\n"
+      "\n"
+      "EMPTY=");
+  const std::map<std::string, std::string> expected{{"NAME", "Debian GNU/Linux"},
+                                                    {"VERSION_ID", "12"},
+                                                    {"ID", "debian"},
+                                                    {"PRETTY_NAME", "Say \"hi\" \\ $HOME"},
+                                                    {"EMPTY", ""}};
+  EXPECT_EQ(fields, expected);
+}
+
+TEST(LinuxDeviceInfoTest, SystemComesFromOsReleaseElseFromUname) {
+  utsname record{};
+  ASSERT_EQ(uname(&record), 0);
+  const auto file = std::filesystem::path(::testing::TempDir()) / "identity-os-release";
+
+  std::ofstream(file) << "NAME=\"Fedora Linux\"\nVERSION_ID=40\n";
+  const platform::LinuxDeviceInfo fedora(file);
+  EXPECT_EQ(fedora.systemName(), "Fedora Linux");
+  EXPECT_EQ(fedora.systemVersion(), "40");
+
+  std::ofstream(file) << "NAME=Arch\nVERSION_ID=\n";  // rolling releases have no version
+  const platform::LinuxDeviceInfo arch(file);
+  EXPECT_EQ(arch.systemName(), "Arch");
+  EXPECT_EQ(arch.systemVersion(), record.release);
+
+  const platform::LinuxDeviceInfo missing(file.string() + ".absent");
+  EXPECT_EQ(missing.systemName(), record.sysname);
+
+  const std::string field = missing.machineField();
+  EXPECT_EQ(field.size(), sizeof record.machine);
+  EXPECT_EQ(DeviceIdentifier::modelFromMachineField(field), record.machine);
+  std::filesystem::remove(file);
+}
+
+}  // namespace
+}  // namespace lumora

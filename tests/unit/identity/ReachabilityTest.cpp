@@ -1,0 +1,152 @@
+#include "core/util/Reachability.hpp"
+
+#include <gtest/gtest.h>
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "platform/linux/NetlinkReachabilityService.hpp"
+#include "platform/sim/SimReachabilityService.hpp"
+
+namespace lumora {
+namespace {
+
+using platform::NetlinkReachabilityService;
+
+// A service whose handles report fixed flags, for the flag mapping.
+class FixedFlagsService : public platform::ReachabilityService {
+ public:
+  explicit FixedFlagsService(std::uint32_t flags) : flags_(flags) {}
+  Created createWithAddress(const SocketAddress& address) override {
+    requested = address;
+    struct Handle : platform::ReachabilityHandle {
+      explicit Handle(std::uint32_t f) : f(f) {}
+      std::optional<std::uint32_t> flags() const override { return f; }
+      std::uint32_t f;
+    };
+    return Created{std::make_unique<Handle>(flags_), 0};
+  }
+  SocketAddress requested{};
+
+ private:
+  std::uint32_t flags_;
+};
+
+TEST(ReachabilityTest, OnlyTheReachableFlagCounts) {
+  EXPECT_TRUE(Reachability(std::make_shared<FixedFlagsService>(2)).isConnected());
+  EXPECT_TRUE(Reachability(std::make_shared<FixedFlagsService>(2 | 4 | 0x40000)).isConnected());
+  EXPECT_FALSE(Reachability(std::make_shared<FixedFlagsService>(~2u)).isConnected());
+  EXPECT_FALSE(Reachability(std::make_shared<FixedFlagsService>(0)).isConnected());
+
+  const auto service = std::make_shared<FixedFlagsService>(2);
+  Reachability probe(service);
+  const platform::ReachabilityService::SocketAddress wildcard{16, 2};  // 0.0.0.0, port 0
+  EXPECT_EQ(service->requested, wildcard);
+}
+
+TEST(ReachabilityTest, ProbesFollowTheScriptedNetworkAndFailedReadsAnswerFalse) {
+  const auto service = std::make_shared<platform::SimReachabilityService>(true);
+  const Reachability before(service);
+  EXPECT_TRUE(before.isConnected());
+  service->setReachable(false);
+  EXPECT_FALSE(Reachability(service).isConnected());
+  EXPECT_FALSE(before.isConnected());  // a handle reads the current state
+  service->setReachable(true);
+  service->failFlagReads(true);
+  EXPECT_FALSE(Reachability(service).isConnected());
+  EXPECT_EQ(service->createdCount(), 3);
+}
+
+TEST(ReachabilityTest, CreationFailureThrowsWithTheErrorNumberAndAClearText) {
+  const auto service = std::make_shared<platform::SimReachabilityService>();
+  service->failCreation(EMFILE);
+  try {
+    Reachability probe(service);
+    FAIL() << "expected ReachabilityError";
+  } catch (const ReachabilityError& error) {
+    EXPECT_EQ(error.kind(), ReachabilityError::Kind::failedToCreateWithAddress);
+    EXPECT_EQ(error.errorNumber(), EMFILE);
+    EXPECT_EQ(error.address(), Reachability::kProbeAddress);
+    EXPECT_EQ(error.localizedDescription(),
+              "Failed to create reachability reference for address 0.0.0.0 "
+              "(error 24: Too many open files)");
+    EXPECT_STREQ(error.what(), error.localizedDescription().c_str());
+  }
+  service->failCreation(std::nullopt);
+  EXPECT_TRUE(Reachability(service).isConnected());
+
+  EXPECT_THROW(Reachability(nullptr), ReachabilityError);
+}
+
+// Builds route-dump buffers as the kernel sends them.
+class RouteDump {
+ public:
+  RouteDump& route(unsigned char dstLength, unsigned char type, std::uint32_t table,
+                   bool tableAttribute = false, std::uint32_t sequence = 7) {
+    const std::size_t attribute = tableAttribute ? RTA_SPACE(sizeof(std::uint32_t)) : 0;
+    auto* header = append(NLMSG_SPACE(sizeof(rtmsg)) + attribute);
+    header->nlmsg_len = static_cast<std::uint32_t>(NLMSG_LENGTH(sizeof(rtmsg)) + attribute);
+    header->nlmsg_type = RTM_NEWROUTE;
+    header->nlmsg_seq = sequence;
+    auto* message = static_cast<rtmsg*>(NLMSG_DATA(header));
+    message->rtm_dst_len = dstLength;
+    message->rtm_type = type;
+    message->rtm_table = static_cast<unsigned char>(tableAttribute ? RT_TABLE_COMPAT : table);
+    if (tableAttribute) {
+      auto* rta = RTM_RTA(message);
+      rta->rta_type = RTA_TABLE;
+      rta->rta_len = RTA_LENGTH(sizeof(std::uint32_t));
+      std::memcpy(RTA_DATA(rta), &table, sizeof table);
+    }
+    return *this;
+  }
+  RouteDump& control(std::uint16_t type, int error = 0) {
+    auto* header = append(NLMSG_SPACE(sizeof(nlmsgerr)));
+    header->nlmsg_len = static_cast<std::uint32_t>(
+        type == NLMSG_ERROR ? NLMSG_LENGTH(sizeof(nlmsgerr)) : NLMSG_LENGTH(sizeof(int)));
+    header->nlmsg_type = type;
+    header->nlmsg_seq = 7;
+    static_cast<nlmsgerr*>(NLMSG_DATA(header))->error = -error;
+    return *this;
+  }
+  NetlinkReachabilityService::DumpScan scan() const {
+    return NetlinkReachabilityService::scanRouteDump(bytes_, 7);
+  }
+
+ private:
+  nlmsghdr* append(std::size_t size) {
+    const std::size_t offset = bytes_.size();
+    bytes_.resize(offset + size, 0);
+    return reinterpret_cast<nlmsghdr*>(bytes_.data() + offset);
+  }
+  std::vector<std::uint8_t> bytes_;
+};
+
+TEST(NetlinkRouteDumpTest, OnlyAUnicastDefaultRouteOfTheMainTableCounts) {
+  EXPECT_TRUE(RouteDump()
+                  .route(24, RTN_UNICAST, RT_TABLE_MAIN)
+                  .route(0, RTN_UNICAST, RT_TABLE_MAIN)
+                  .scan()
+                  .defaultRoute);
+  EXPECT_TRUE(RouteDump().route(0, RTN_UNICAST, RT_TABLE_MAIN, true).scan().defaultRoute);
+  EXPECT_FALSE(RouteDump().route(24, RTN_UNICAST, RT_TABLE_MAIN).scan().defaultRoute);
+  EXPECT_FALSE(RouteDump().route(0, RTN_UNREACHABLE, RT_TABLE_MAIN).scan().defaultRoute);
+  EXPECT_FALSE(RouteDump().route(0, RTN_UNICAST, 100).scan().defaultRoute);
+  EXPECT_FALSE(RouteDump().route(0, RTN_UNICAST, 300, true).scan().defaultRoute);
+  EXPECT_FALSE(RouteDump().route(0, RTN_UNICAST, RT_TABLE_MAIN, false, 8).scan().defaultRoute);
+}
+
+TEST(NetlinkRouteDumpTest, DoneAndErrorMessagesEndTheDump) {
+  const auto partial = RouteDump().route(0, RTN_UNICAST, RT_TABLE_MAIN).scan();
+  EXPECT_FALSE(partial.done);
+  const auto done = RouteDump().route(0, RTN_UNICAST, RT_TABLE_MAIN).control(NLMSG_DONE).scan();
+  EXPECT_TRUE(done.done);
+  EXPECT_TRUE(done.defaultRoute);
+  const auto failed = RouteDump().control(NLMSG_ERROR, EPERM).scan();
+  EXPECT_EQ(failed.error, EPERM);
+}
+
+}  // namespace
+}  // namespace lumora

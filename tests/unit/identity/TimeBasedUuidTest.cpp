@@ -1,0 +1,75 @@
+#include "core/identity/TimeBasedUuid.hpp"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <set>
+
+#include "platform/sim/VirtualClock.hpp"
+
+namespace lumora {
+namespace {
+
+using platform::TimePoint;
+
+TEST(TimeBasedUuidTest, LayoutMatchesTheTimeBasedFormatForAKnownClock) {
+  // 2023-11-14 22:13:20 UTC is 139192928000000000 intervals after the epoch.
+  const auto timestamp = TimeBasedUuid::timestamp(platform::VirtualClock::fromSeconds(1700000000));
+  EXPECT_EQ(timestamp, 139192928000000000u);
+  const TimeBasedUuid::Node node{0xDE, 0xAD, 0xBE, 0xEF, 0x01, 0x23};
+  EXPECT_EQ(TimeBasedUuid::fromParts(timestamp, 0x2A5C, node).text(),
+            "04AFC000-833B-11EE-AA5C-DEADBEEF0123");
+}
+
+TEST(TimeBasedUuidTest, HighBitsOfTimestampAndClockSequenceNeverReachVersionOrVariant) {
+  const TimeBasedUuid::Node node{};
+  EXPECT_EQ(TimeBasedUuid::fromParts(~std::uint64_t{0}, 0xFFFF, node).text(),
+            "FFFFFFFF-FFFF-1FFF-BFFF-000000000000");
+  EXPECT_EQ(TimeBasedUuid::fromParts(0, 0, node).text(), "00000000-0000-1000-8000-000000000000");
+}
+
+TEST(TimeBasedUuidTest, TimestampsOutsideTheRepresentableRangeAreClamped) {
+  constexpr auto kOffset = TimeBasedUuid::kUnixEpochOffset;
+  constexpr auto kMin = std::numeric_limits<std::int64_t>::min();
+  constexpr auto kMax = std::numeric_limits<std::int64_t>::max();
+  EXPECT_EQ(TimeBasedUuid::timestampFromUnixTicks(-kOffset), 0u);
+  EXPECT_EQ(TimeBasedUuid::timestampFromUnixTicks(-kOffset - 1), 0u);
+  EXPECT_EQ(TimeBasedUuid::timestampFromUnixTicks(kMin), 0u);
+  EXPECT_EQ(TimeBasedUuid::timestampFromUnixTicks(-kOffset + 1), 1u);
+  const auto lastFitting = static_cast<std::int64_t>(TimeBasedUuid::kMaxTimestamp) - kOffset;
+  EXPECT_EQ(TimeBasedUuid::timestampFromUnixTicks(lastFitting), TimeBasedUuid::kMaxTimestamp);
+  EXPECT_EQ(TimeBasedUuid::timestampFromUnixTicks(lastFitting + 1), TimeBasedUuid::kMaxTimestamp);
+  EXPECT_EQ(TimeBasedUuid::timestampFromUnixTicks(kMax), TimeBasedUuid::kMaxTimestamp);
+  // Ticks are floored, so the instant before the Unix epoch is one interval earlier.
+  EXPECT_EQ(TimeBasedUuid::timestamp(TimePoint{} - std::chrono::nanoseconds(1)),
+            static_cast<std::uint64_t>(kOffset - 1));
+}
+
+TEST(TimeBasedUuidTest, ExtremeClocksStillGiveWellFormedIdentifiers) {
+  for (const TimePoint now : {TimePoint::min(), TimePoint::max(), TimePoint{}}) {
+    const std::string text = TimeBasedUuid::v1(now).text();
+    EXPECT_EQ(text[14], '1') << text;
+    EXPECT_NE(std::string("89AB").find(text[19]), std::string::npos) << text;
+  }
+}
+
+TEST(TimeBasedUuidTest, RandomPartsDifferAndStayWithinTheirRanges) {
+  const TimePoint now = platform::VirtualClock::fromSeconds(1700000000);
+  std::set<std::string> seen;
+  std::set<std::uint8_t> nodeFirstBytes;
+  for (int i = 0; i < 200; ++i) {
+    const auto uuid = TimeBasedUuid::v1(now);
+    const auto& bytes = uuid.bytes();
+    const int clockSequence = (bytes[8] & 0x3F) << 8 | bytes[9];
+    EXPECT_LT(clockSequence, TimeBasedUuid::kClockSequenceLimit);
+    EXPECT_EQ(bytes[8] & 0xC0, 0x80);
+    EXPECT_EQ(uuid.text().substr(0, 18), "04AFC000-833B-11EE");
+    nodeFirstBytes.insert(bytes[10]);
+    seen.insert(uuid.text());
+  }
+  EXPECT_EQ(seen.size(), 200u);
+  EXPECT_GT(nodeFirstBytes.size(), 50u);  // the node is random, not one fixed value
+}
+
+}  // namespace
+}  // namespace lumora

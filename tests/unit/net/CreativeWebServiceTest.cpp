@@ -1,0 +1,209 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "core/net/CreativeWebService.hpp"
+#include "unit/net/NetTestSupport.hpp"
+
+namespace lumora {
+namespace {
+
+using testing::CompletionProbe;
+using ErrorType = LumoraAdBeaconErrorType;
+
+constexpr const char* kValidCreative =
+    R"({"campaignId":12,"creativeId":345,"title":"Coffee","message":"Half price",)"
+    R"("data":"{\"deeplink\":\"app://x\"}","frequencyCapping":{"intervalHours":24,"maxFrequency":3},)"
+    R"("unrelated":[1,2]})";
+
+class CreativeWebServiceTest : public testing::NetTest {
+ protected:
+  using Result = std::tuple<std::optional<Creative>, std::optional<LumoraAdBeaconError>>;
+
+  CreativeWebService serviceFor(const std::string& cdn,
+                                std::shared_ptr<platform::HttpSession> on) const {
+    return CreativeWebService(
+        APIConfiguration(Environment::stage, "https://t.example", "https://n.example", cdn, "b"),
+        std::make_shared<HttpRequestSender>(std::move(on)), urls);
+  }
+
+  Result fetch(std::int64_t bindingId) const { return fetch(service, bindingId); }
+
+  Result fetch(const CreativeWebService& from, std::int64_t bindingId) const {
+    CompletionProbe<std::optional<Creative>, std::optional<LumoraAdBeaconError>> probe;
+    from.getCreative(bindingId, probe.callback());
+    return probe.wait();
+  }
+
+  // The reply for binding 7 is body; returns the error after checking there is no creative.
+  std::optional<LumoraAdBeaconError> failureFor(const std::string& body, int status = 200) {
+    server.respond("/b/binding/7/ios.json", {status, body});
+    auto [creative, error] = fetch(7);
+    EXPECT_FALSE(creative) << body;
+    return error;
+  }
+
+  CreativeWebService service = serviceFor(server.hostAndPort(), session);
+};
+
+TEST_F(CreativeWebServiceTest, BindingIdDigitsBecomeNestedFolders) {
+  EXPECT_EQ(CreativeWebService::formatBindingId(1234), "1/2/3/4");
+  EXPECT_EQ(CreativeWebService::formatBindingId(7), "7");
+  EXPECT_EQ(CreativeWebService::formatBindingId(0), "0");
+  EXPECT_EQ(CreativeWebService::formatBindingId(-12), "-/1/2");
+  EXPECT_EQ(CreativeWebService::formatBindingId(16777215), "1/6/7/7/7/2/1/5");
+  EXPECT_EQ(CreativeWebService::formatBindingId(std::numeric_limits<std::int64_t>::min()),
+            "-/9/2/2/3/3/7/2/0/3/6/8/5/4/7/7/5/8/0/8");
+}
+
+TEST_F(CreativeWebServiceTest, ValidReplyBecomesACreativeOnTheWorkerThread) {
+  server.respond("/b/binding/1/2/3/4/ios.json", {200, kValidCreative});
+  CompletionProbe<std::optional<Creative>, std::optional<LumoraAdBeaconError>> probe;
+  service.getCreative(1234, probe.callback());
+  const auto [creative, error] = probe.wait();
+  EXPECT_NE(probe.thread(), std::this_thread::get_id());
+  ASSERT_TRUE(creative);
+  EXPECT_FALSE(error);
+  EXPECT_EQ(creative->campaignId, 12);
+  EXPECT_EQ(creative->creativeId, 345);
+  EXPECT_EQ(creative->title, "Coffee");
+  EXPECT_EQ(creative->message, "Half price");
+  EXPECT_EQ(creative->data, R"({"deeplink":"app://x"})");
+  ASSERT_TRUE(creative->frequencyCapping);
+  EXPECT_EQ(creative->frequencyCapping->intervalHours, 24);
+  EXPECT_EQ(creative->frequencyCapping->maxFrequency, 3);
+
+  const auto seen = server.requests();
+  ASSERT_EQ(seen.size(), 1u);
+  EXPECT_EQ(seen[0].method, "GET");
+  EXPECT_EQ(seen[0].target, "/b/binding/1/2/3/4/ios.json");
+  EXPECT_EQ(seen[0].headerValues("Content-Type"), std::vector<std::string>{"application/json"});
+  EXPECT_EQ(seen[0].body, "");
+  EXPECT_TRUE(platform->log->records().empty());
+}
+
+TEST_F(CreativeWebServiceTest, ZeroAndNegativeBindingsKeepTheirOwnSegments) {
+  server.respond("/b/binding/0/ios.json", {200, kValidCreative});
+  server.respond("/b/binding/-/1/2/ios.json", {200, kValidCreative});
+  EXPECT_TRUE(std::get<0>(fetch(0)));
+  EXPECT_TRUE(std::get<0>(fetch(-12)));
+}
+
+TEST_F(CreativeWebServiceTest, IntegralNumbersAreIntegersAndOptionalPartsMayBeMissing) {
+  server.respond("/b/binding/7/ios.json",
+                 {200, R"({"campaignId":12.0,"creativeId":3.45e2,"title":"","message":"",)"
+                       R"("frequencyCapping":{"intervalHours":24.0,"maxFrequency":1}})"});
+  const auto [creative, error] = fetch(7);
+  ASSERT_TRUE(creative);
+  EXPECT_EQ(creative->campaignId, 12);
+  EXPECT_EQ(creative->creativeId, 345);
+  EXPECT_FALSE(creative->data);
+  ASSERT_TRUE(creative->frequencyCapping);
+  EXPECT_EQ(creative->frequencyCapping->intervalHours, 24);
+}
+
+TEST_F(CreativeWebServiceTest, BadDataOrFrequencyCappingIsDroppedSilently) {
+  const std::string ids = R"("campaignId":1,"creativeId":2,"title":"t","message":"m")";
+  for (const std::string extra :
+       {R"("data":{"nested":1})", R"("data":null)", R"("data":5)",
+        R"("frequencyCapping":{"intervalHours":24})", R"("frequencyCapping":[24,3])",
+        R"("frequencyCapping":{"intervalHours":1.5,"maxFrequency":3})",
+        R"("frequencyCapping":{"intervalHours":"24","maxFrequency":3})"}) {
+    server.respond("/b/binding/7/ios.json", {200, "{" + ids + "," + extra + "}"});
+    const auto [creative, error] = fetch(7);
+    ASSERT_TRUE(creative) << extra;
+    EXPECT_FALSE(error);
+    EXPECT_FALSE(creative->data) << extra;
+    EXPECT_FALSE(creative->frequencyCapping) << extra;
+  }
+  EXPECT_TRUE(platform->log->records().empty());
+}
+
+// Each reply fails one check; the checks run in a fixed order, so a reply that
+// fails several is reported by the first.
+TEST_F(CreativeWebServiceTest, ValidationRunsInOrderAndLogsTheFirstFailure) {
+  const std::string format = "Invalid creative data format";
+  const std::string campaign = "missing campaign-ID from Creative API";
+  const std::string creativeId = "missing creative-ID from Creative API";
+  const std::vector<std::pair<std::string, std::string>> cases{
+      {"", format},
+      {"not json", format},
+      {"[1,2]", format},
+      {R"("text")", format},
+      {R"({"message":"m","campaignId":1,"creativeId":2})", format},
+      {R"({"title":5,"message":"m","campaignId":1,"creativeId":2})", format},
+      {R"({"title":"t","campaignId":1,"creativeId":2})", format},
+      {R"({"title":"t","message":null,"campaignId":1,"creativeId":2})", format},
+      {R"({"title":"t","message":"m","creativeId":"x"})", campaign},
+      {R"({"title":"t","message":"m","campaignId":"12","creativeId":2})", campaign},
+      {R"({"title":"t","message":"m","campaignId":12.5,"creativeId":2})", campaign},
+      {R"({"title":"t","message":"m","campaignId":true,"creativeId":2})", campaign},
+      {R"({"title":"t","message":"m","campaignId":1e300,"creativeId":2})", campaign},
+      {R"({"title":"t","message":"m","campaignId":18446744073709551615,"creativeId":2})", campaign},
+      {R"({"title":"t","message":"m","campaignId":1})", creativeId},
+      {R"({"title":"t","message":"m","campaignId":1,"creativeId":"345"})", creativeId},
+      {R"({"title":"t","message":"m","campaignId":1,"creativeId":0.5})", creativeId},
+  };
+  for (const auto& [body, logged] : cases) {
+    platform->log->clear();
+    const auto error = failureFor(body);
+    ASSERT_TRUE(error) << body;
+    EXPECT_EQ(error->code(), ErrorType::invalidCreative) << body;
+    EXPECT_EQ(error->message(), "Invalid Creative data format");
+    const auto records = platform->log->records();
+    ASSERT_EQ(records.size(), 1u) << body;
+    EXPECT_EQ(records[0].message, logged) << body;
+    EXPECT_EQ(records[0].levelName, "ERROR");
+    EXPECT_EQ(records[0].file, "CreativeWebService");
+  }
+}
+
+TEST_F(CreativeWebServiceTest, HttpFailuresMapToPublicErrors) {
+  const auto forbidden = failureFor(kValidCreative, 403);
+  ASSERT_TRUE(forbidden);
+  EXPECT_EQ(forbidden->code(), ErrorType::forbiddenFetchCreative);
+  EXPECT_EQ(forbidden->message(), "Cannot fetch creative data, insufficient permissions.");
+
+  const auto missing = failureFor(kValidCreative, 404);
+  ASSERT_TRUE(missing);
+  EXPECT_EQ(missing->code(), ErrorType::notFoundCreative);
+  EXPECT_EQ(missing->message(), "Creative data not found.");
+
+  for (const int status : {300, 500, 503}) {
+    const auto other = failureFor(kValidCreative, status);
+    ASSERT_TRUE(other);
+    EXPECT_EQ(other->code(), ErrorType::unknown);
+    EXPECT_EQ(other->message(), "HTTP error: " + std::to_string(status));
+  }
+  EXPECT_TRUE(platform->log->records().empty());
+}
+
+TEST_F(CreativeWebServiceTest, TransportFailureCarriesThePlatformText) {
+  server.respond("/b/binding/7/ios.json", {200, kValidCreative});
+  const auto untrusting =
+      serviceFor(server.hostAndPort(), std::make_shared<platform::CurlHttpSession>());
+  const auto [creative, error] = fetch(untrusting, 7);
+  EXPECT_FALSE(creative);
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code(), ErrorType::unknown);
+  EXPECT_FALSE(error->message().empty());
+  EXPECT_FALSE(error->message().starts_with("HTTP error"));
+}
+
+TEST_F(CreativeWebServiceTest, HostThatDoesNotFormAUrlFailsWithoutARequest) {
+  const auto broken = serviceFor("cdn host.example", session);
+  const auto [creative, error] = fetch(broken, 7);
+  EXPECT_FALSE(creative);
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code(), ErrorType::unknown);
+  EXPECT_EQ(error->message(), "Invalid URL");
+  EXPECT_TRUE(server.requests().empty());
+}
+
+}  // namespace
+}  // namespace lumora

@@ -1,0 +1,140 @@
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <memory>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "core/net/HttpMethod.hpp"
+#include "core/net/HttpRequestBuilder.hpp"
+#include "platform/net/CurlUrlToolkit.hpp"
+#include "support/SimWorld.hpp"
+
+namespace lumora {
+namespace {
+
+class HttpRequestBuilderTest : public testing::SimWorld {
+ protected:
+  HttpRequestBuilder builder(const std::string& baseURL) const {
+    return HttpRequestBuilder(urls, baseURL);
+  }
+  // The URL built, with percent-escapes in upper case (libcurl may write them
+  // in either case; both mean the same).
+  std::string urlOf(HttpRequestBuilder& b) const {
+    const auto request = b.build();
+    if (!request) return "(none)";
+    std::string url = request->url;
+    for (auto at = url.find('%'); at != std::string::npos && at + 2 < url.size();
+         at = url.find('%', at + 1)) {
+      url[at + 1] = static_cast<char>(std::toupper(static_cast<unsigned char>(url[at + 1])));
+      url[at + 2] = static_cast<char>(std::toupper(static_cast<unsigned char>(url[at + 2])));
+    }
+    return url;
+  }
+
+  std::shared_ptr<const platform::UrlToolkit> urls = std::make_shared<platform::CurlUrlToolkit>();
+};
+
+TEST_F(HttpRequestBuilderTest, PathComponentIsJoinedWithExactlyOneSlash) {
+  auto plain = builder("https://events.example/x").setPath("device_events");
+  auto slashed = builder("https://events.example/x/").setPath("device_events");
+  auto bare = builder("https://events.example").setPath("device_events");
+  EXPECT_EQ(urlOf(plain), "https://events.example/x/device_events");
+  EXPECT_EQ(urlOf(slashed), "https://events.example/x/device_events");
+  EXPECT_EQ(urlOf(bare), "https://events.example/device_events");
+}
+
+TEST_F(HttpRequestBuilderTest, PathComponentIsPercentEncoded) {
+  auto b = builder("https://h.example/a").setPath("b c?d#e%f");
+  EXPECT_EQ(urlOf(b), "https://h.example/a/b%20c%3Fd%23e%25f");
+}
+
+TEST_F(HttpRequestBuilderTest, QueryParametersReplaceTheBaseQueryAndAreEncoded) {
+  auto b = builder("https://h.example/p?old=1&gone=2")
+               .addQueryParameter("k", "v w&x=y")
+               .addQueryParameter("a", "1")
+               .addQueryParameter("a", "2");
+  EXPECT_EQ(urlOf(b), "https://h.example/p?a=2&k=v%20w%26x%3Dy");
+}
+
+TEST_F(HttpRequestBuilderTest, PathAndQueryTogether) {
+  auto b =
+      builder("https://h.example:8443/v1?x=1").setPath("device_events").addQueryParameter("q", "1");
+  EXPECT_EQ(urlOf(b), "https://h.example:8443/v1/device_events?q=1");
+}
+
+TEST_F(HttpRequestBuilderTest, WithoutQueryParametersNoQuestionMarkIsAddedAndABaseQueryStays) {
+  auto none = builder("https://h.example/p");
+  auto kept = builder("https://h.example/p?keep=1");
+  EXPECT_EQ(urlOf(none), "https://h.example/p");
+  EXPECT_EQ(urlOf(kept), "https://h.example/p?keep=1");
+}
+
+TEST_F(HttpRequestBuilderTest, BaseURLThatDoesNotParseBuildsNothing) {
+  for (const std::string bad : {"", "not a url", "no-scheme.example/path", "https://exa mple.com/",
+                                "https://h.example:99999/", "https://h.example/a\nb"}) {
+    auto b = builder(bad).setPath("device_events").addQueryParameter("k", "v");
+    EXPECT_FALSE(b.build().has_value()) << bad;
+  }
+  EXPECT_FALSE(HttpRequestBuilder(nullptr, "https://h.example/").build().has_value());
+}
+
+TEST_F(HttpRequestBuilderTest, GetWithoutBodyCarriesJsonContentTypeAfterCallerHeaders) {
+  const auto request = builder("https://h.example/")
+                           .addHeader("X-B", "2")
+                           .addHeader("X-A", "old")
+                           .addHeader("X-A", "1")
+                           .build();
+  ASSERT_TRUE(request);
+  EXPECT_EQ(request->method, "GET");
+  EXPECT_FALSE(request->body.has_value());
+  EXPECT_EQ(request->timeoutSeconds, 60.0);
+  const platform::HttpHeaders expected{
+      {"X-A", "1"}, {"X-B", "2"}, {"Content-Type", "application/json"}};
+  EXPECT_EQ(request->headers, expected);
+  EXPECT_TRUE(platform->log->records().empty());
+}
+
+TEST_F(HttpRequestBuilderTest, BodyIsCompactJsonAndLoggedAtDebug) {
+  const auto request = builder("https://h.example/")
+                           .setMethod(HttpMethod::post)
+                           .setBodyParameters({{"b", 1}, {"a", {{"c", "d"}}}})
+                           .build();
+  ASSERT_TRUE(request && request->body);
+  const std::string body(request->body->begin(), request->body->end());
+  EXPECT_EQ(nlohmann::json::parse(body), nlohmann::json({{"b", 1}, {"a", {{"c", "d"}}}}));
+  EXPECT_EQ(body.find(' '), std::string::npos);
+  const auto records = platform->log->records();
+  ASSERT_EQ(records.size(), 1u);
+  EXPECT_EQ(records[0].levelName, "DEBUG");
+  EXPECT_EQ(records[0].file, "HttpRequestBuilder");
+  EXPECT_EQ(records[0].function, "build()");
+  EXPECT_EQ(records[0].message, "JSON Body: " + body);
+}
+
+TEST_F(HttpRequestBuilderTest, BodyThatCannotBeSerializedIsLoggedAndLeftOut) {
+  const auto request =
+      builder("https://h.example/").setBodyParameters({{"name", "\xff\xfe"}}).build();
+  ASSERT_TRUE(request);
+  EXPECT_FALSE(request->body.has_value());
+  const auto records = platform->log->records();
+  ASSERT_EQ(records.size(), 1u);
+  EXPECT_EQ(records[0].levelName, "ERROR");
+  EXPECT_TRUE(records[0].message.starts_with("Error serializing body parameters: "))
+      << records[0].message;
+  EXPECT_GT(records[0].message.size(), std::string("Error serializing body parameters: ").size());
+}
+
+TEST(HttpMethodTest, RawValuesRoundTripAndUnknownTextsHaveNoMethod) {
+  for (const auto method :
+       {HttpMethod::get, HttpMethod::post, HttpMethod::put, HttpMethod::delete_}) {
+    EXPECT_EQ(httpMethodFromRawValue(rawValue(method)), method);
+  }
+  EXPECT_EQ(rawValue(HttpMethod::delete_), "DELETE");
+  EXPECT_EQ(httpMethodFromRawValue("get"), std::nullopt);
+  EXPECT_EQ(httpMethodFromRawValue("PATCH"), std::nullopt);
+}
+
+}  // namespace
+}  // namespace lumora

@@ -1,0 +1,165 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "core/net/HttpRequestBuilder.hpp"
+#include "core/net/HttpRequestSender.hpp"
+#include "unit/net/NetTestSupport.hpp"
+
+namespace lumora {
+namespace {
+
+using platform::HttpResult;
+using platform::PlatformError;
+using testing::CompletionProbe;
+
+// Answers every task at once with one scripted result.
+class ScriptedSession : public platform::HttpSession {
+ public:
+  explicit ScriptedSession(HttpResult result) : result_(std::move(result)) {}
+  void dataTask(platform::HttpRequest, Completion completion) override { completion(result_); }
+
+ private:
+  HttpResult result_;
+};
+
+struct Outcome {
+  std::optional<std::string> value;
+  std::optional<PlatformError> error;
+  int handlerCalls = 0;
+};
+
+// Runs one request through a sender whose handler yields the body as text.
+Outcome send(std::shared_ptr<platform::HttpSession> session, platform::HttpRequest request) {
+  auto handlerCalls = std::make_shared<int>(0);
+  CompletionProbe<std::optional<std::string>, std::optional<PlatformError>> probe;
+  HttpRequestSender(std::move(session))
+      .execute<std::string>(
+          std::move(request),
+          [handlerCalls](const HttpRequestSender::Body& body, const platform::HttpResponse&) {
+            ++*handlerCalls;
+            return body ? std::optional<std::string>(std::string(body->begin(), body->end()))
+                        : std::nullopt;
+          },
+          probe.callback());
+  auto [value, error] = probe.wait();
+  return {std::move(value), std::move(error), *handlerCalls};
+}
+
+Outcome sendScripted(HttpResult result) {
+  return send(std::make_shared<ScriptedSession>(std::move(result)), {});
+}
+
+HttpResult responseWithStatus(std::int64_t status) {
+  HttpResult result;
+  result.body = std::vector<std::uint8_t>{'x'};
+  result.response = platform::HttpResponse{status, {}};
+  return result;
+}
+
+TEST(HttpRequestSenderClassificationTest, StatusesOutside200To299AreHttpErrors) {
+  for (const std::int64_t status : {100, 199, 300, 302, 400, 503, 999}) {
+    const auto outcome = sendScripted(responseWithStatus(status));
+    ASSERT_TRUE(outcome.error) << status;
+    EXPECT_EQ(outcome.error->domain, "LumoraBeaconSDK");
+    EXPECT_EQ(outcome.error->code, status);
+    EXPECT_EQ(outcome.error->localizedDescription, "HTTP error: " + std::to_string(status));
+    EXPECT_FALSE(outcome.value);
+    EXPECT_EQ(outcome.handlerCalls, 0);
+  }
+  for (const std::int64_t status : {200, 250, 299}) {
+    const auto outcome = sendScripted(responseWithStatus(status));
+    EXPECT_FALSE(outcome.error) << status;
+    EXPECT_EQ(outcome.value, "x");
+    EXPECT_EQ(outcome.handlerCalls, 1);
+  }
+}
+
+TEST(HttpRequestSenderClassificationTest, TransportErrorWinsOverAResponse) {
+  HttpResult result = responseWithStatus(200);
+  result.error = PlatformError{"CurlError", 7, "Could not connect"};
+  const auto outcome = sendScripted(result);
+  ASSERT_TRUE(outcome.error);
+  EXPECT_EQ(outcome.error->domain, "CurlError");
+  EXPECT_EQ(outcome.error->code, 7);
+  EXPECT_EQ(outcome.error->localizedDescription, "Could not connect");
+  EXPECT_EQ(outcome.handlerCalls, 0);
+}
+
+TEST(HttpRequestSenderClassificationTest, NoResponseIsAnInvalidHttpResponse) {
+  HttpResult result;
+  result.body = std::vector<std::uint8_t>{'x'};
+  const auto outcome = sendScripted(result);
+  ASSERT_TRUE(outcome.error);
+  EXPECT_EQ(outcome.error->domain, "LumoraBeaconSDK");
+  EXPECT_EQ(outcome.error->code, 0);
+  EXPECT_EQ(outcome.error->localizedDescription, "Invalid HTTP response");
+  EXPECT_EQ(outcome.handlerCalls, 0);
+}
+
+class HttpRequestSenderTest : public testing::NetTest {
+ protected:
+  platform::HttpRequest get(const std::string& path) const {
+    return *HttpRequestBuilder(urls, server.url(path)).build();
+  }
+};
+
+TEST_F(HttpRequestSenderTest, RealRepliesAreClassifiedByStatus) {
+  for (const int status : {200, 299}) {
+    server.respond("/ok", {status, "body"});
+    const auto outcome = send(session, get("/ok"));
+    EXPECT_FALSE(outcome.error) << status;
+    EXPECT_EQ(outcome.value, "body") << status;
+  }
+  for (const int status : {300, 403, 404, 500, 503}) {
+    server.respond("/fail", {status, "ignored"});
+    const auto outcome = send(session, get("/fail"));
+    ASSERT_TRUE(outcome.error) << status;
+    EXPECT_EQ(outcome.error->domain, "LumoraBeaconSDK");
+    EXPECT_EQ(outcome.error->code, status);
+    EXPECT_EQ(outcome.error->localizedDescription, "HTTP error: " + std::to_string(status));
+    EXPECT_EQ(outcome.handlerCalls, 0);
+  }
+}
+
+TEST_F(HttpRequestSenderTest, NoContentReachesTheHandlerWithAnEmptyBody) {
+  server.respond("/empty", {204});
+  const auto outcome = send(session, get("/empty"));
+  EXPECT_FALSE(outcome.error);
+  EXPECT_EQ(outcome.handlerCalls, 1);
+  EXPECT_TRUE(!outcome.value || outcome.value->empty());
+}
+
+TEST_F(HttpRequestSenderTest, BuiltGetCarriesJsonContentTypeAndNoQuestionMarkOnTheWire) {
+  server.respond("/x/device_events", {200});
+  send(session, *HttpRequestBuilder(urls, server.url("/x/")).setPath("device_events").build());
+  send(session, *HttpRequestBuilder(urls, server.url("/x?old=1"))
+                     .setPath("device_events")
+                     .addQueryParameter("k", "a b")
+                     .build());
+  const auto seen = server.requests();
+  ASSERT_EQ(seen.size(), 2u);
+  EXPECT_EQ(seen[0].target, "/x/device_events");
+  EXPECT_FALSE(seen[0].query);
+  EXPECT_EQ(seen[0].headerValues("Content-Type"), std::vector<std::string>{"application/json"});
+  EXPECT_EQ(seen[0].body, "");
+  EXPECT_EQ(seen[1].path, "/x/device_events");
+  EXPECT_EQ(seen[1].query, "k=a%20b");
+}
+
+TEST_F(HttpRequestSenderTest, MethodTextsOnTheWire) {
+  server.respond("/m", {200});
+  for (const auto method :
+       {HttpMethod::get, HttpMethod::post, HttpMethod::put, HttpMethod::delete_}) {
+    send(session, *HttpRequestBuilder(urls, server.url("/m")).setMethod(method).build());
+  }
+  std::vector<std::string> methods;
+  for (const auto& request : server.requests()) methods.push_back(request.method);
+  EXPECT_EQ(methods, (std::vector<std::string>{"GET", "POST", "PUT", "DELETE"}));
+}
+
+}  // namespace
+}  // namespace lumora

@@ -1,0 +1,191 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include <nlohmann/json.hpp>
+
+#include "core/net/UserEventWebService.hpp"
+#include "platform/sim/VirtualClock.hpp"
+#include "unit/net/NetTestSupport.hpp"
+
+namespace lumora {
+namespace {
+
+using nlohmann::json;
+using platform::PlatformError;
+using testing::CompletionProbe;
+
+constexpr const char* kSpaceId = "0123456789abcdef";
+
+class UserEventWebServiceTest : public testing::NetTest {
+ protected:
+  UserEventWebServiceTest() {
+    server.respond("/track/device_events", {200});
+    server.respond("/notrack/device_events", {200});
+  }
+
+  std::shared_ptr<UserEventWebService> serviceWith(std::optional<ClientProfile> profile,
+                                                   std::shared_ptr<platform::HttpSession> on) {
+    return std::make_shared<UserEventWebService>(
+        APIConfiguration(Environment::production, server.url("/track"), server.url("/notrack/"),
+                         "cdn.example", "b"),
+        std::make_shared<HttpRequestSender>(std::move(on)), urls, std::move(profile));
+  }
+
+  static EventRequest event(EventType type, const ClientProfile& profile,
+                            std::optional<std::int64_t> campaignId = std::nullopt,
+                            std::optional<std::int64_t> creativeId = std::nullopt) {
+    return EventRequest{type, 1700000000123, 4660, profile, kSpaceId, campaignId, creativeId};
+  }
+
+  std::tuple<bool, std::optional<PlatformError>> send(const UserEventWebService& service,
+                                                      const EventRequest& request) {
+    CompletionProbe<bool, std::optional<PlatformError>> probe;
+    service.sendEvent(request, probe.callback());
+    return probe.wait();
+  }
+
+  json lastBody() const { return json::parse(server.requests().back().body); }
+  std::string lastPath() const { return server.requests().back().target; }
+
+  // Built first: the store remembers phone and e-mail for later profiles.
+  ClientProfile bare{std::nullopt, std::nullopt, "Shop", std::nullopt};
+  ClientProfile full{"+15551234", "a@b.example", "Shop", "AD-ID"};
+};
+
+TEST_F(UserEventWebServiceTest, EndpointFollowsTheServicesOwnProfile) {
+  const auto service = serviceWith(full, session);
+  send(*service, event(EventType::request, bare));
+  EXPECT_EQ(lastPath(), "/track/device_events");
+
+  service->setClientProfile(bare);
+  send(*service, event(EventType::request, full));
+  EXPECT_EQ(lastPath(), "/notrack/device_events");
+
+  service->setClientProfile(ClientProfile(std::nullopt, std::nullopt, "Shop", ""));
+  send(*service, event(EventType::request, bare));
+  EXPECT_EQ(lastPath(), "/track/device_events");
+
+  service->setClientProfile(std::nullopt);
+  send(*service, event(EventType::request, full));
+  EXPECT_EQ(lastPath(), "/notrack/device_events");
+
+  for (const auto& request : server.requests()) {
+    EXPECT_EQ(request.method, "POST");
+    EXPECT_FALSE(request.query);
+    EXPECT_EQ(request.headerValues("Content-Type"), std::vector<std::string>{"application/json"});
+  }
+}
+
+TEST_F(UserEventWebServiceTest, RequestEventBodyKeyByKey) {
+  const auto service = serviceWith(full, session);
+  const auto [success, error] = send(*service, event(EventType::request, full));
+  EXPECT_TRUE(success);
+  EXPECT_FALSE(error);
+  const json expected = {
+      {"timestamp", 1700000000123},
+      {"eventType", "request"},
+      {"uuid", kInstallationId},
+      {"bindingId", 4660},
+      {"clientInfo",
+       {{"platform", "ios"},
+        {"appName", "Shop"},
+        {"deviceMode", "arm64-test"},
+        {"deviceId", "AD-ID"},
+        {"phoneNumber", "+15551234"},
+        {"email", "a@b.example"}}},
+      {"spaceInfo", {{"spaceId", kSpaceId}}},
+  };
+  EXPECT_EQ(lastBody(), expected);
+  EXPECT_TRUE(lastBody()["timestamp"].is_number_integer());
+  EXPECT_TRUE(lastBody()["bindingId"].is_number_integer());
+}
+
+TEST_F(UserEventWebServiceTest, NotificationAndClickEventsCarryCampaignAndCreative) {
+  const auto service = serviceWith(bare, session);
+  for (const auto type : {EventType::notification, EventType::click}) {
+    send(*service, event(type, bare, 12, 345));
+    const json body = lastBody();
+    EXPECT_EQ(body["eventType"], type == EventType::click ? "click" : "notification");
+    EXPECT_EQ(body["cid"], 12);
+    EXPECT_EQ(body["crid"], 345);
+    EXPECT_EQ(body.size(), 8u);
+    EXPECT_EQ(body["clientInfo"],
+              json({{"platform", "ios"}, {"appName", "Shop"}, {"deviceMode", "arm64-test"}}));
+    EXPECT_EQ(body["spaceInfo"], json({{"spaceId", kSpaceId}}));
+  }
+}
+
+TEST_F(UserEventWebServiceTest, AnyTwoHundredIsSuccessAndOtherStatusesAreErrors) {
+  const auto service = serviceWith(bare, session);
+  for (const int status : {201, 204, 299}) {
+    server.respond("/notrack/device_events", {status, "not even json"});
+    const auto [success, error] = send(*service, event(EventType::click, bare, 1, 2));
+    EXPECT_TRUE(success) << status;
+    EXPECT_FALSE(error) << status;
+  }
+  server.respond("/notrack/device_events", {400});
+  const auto [success, error] = send(*service, event(EventType::click, bare, 1, 2));
+  EXPECT_FALSE(success);
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code, 400);
+  EXPECT_EQ(error->localizedDescription, "HTTP error: 400");
+}
+
+TEST_F(UserEventWebServiceTest, TransportAndUrlFailuresAreReportedNotThrown) {
+  const auto untrusting = serviceWith(bare, std::make_shared<platform::CurlHttpSession>());
+  const auto [sent, transportError] = send(*untrusting, event(EventType::request, bare));
+  EXPECT_FALSE(sent);
+  ASSERT_TRUE(transportError);
+  EXPECT_EQ(transportError->domain, "CurlError");
+
+  const UserEventWebService broken(
+      APIConfiguration(Environment::stage, "", "not a url", "cdn.example", "b"),
+      std::make_shared<HttpRequestSender>(session), urls, bare);
+  const auto [built, urlError] = send(broken, event(EventType::request, bare));
+  EXPECT_FALSE(built);
+  ASSERT_TRUE(urlError);
+  EXPECT_EQ(urlError->localizedDescription, "Invalid URL");
+}
+
+TEST_F(UserEventWebServiceTest, ProfileAccessors) {
+  const auto service = serviceWith(full, session);
+  EXPECT_EQ(service->getClientUUID(), kInstallationId);
+  EXPECT_EQ(service->getClientProfile()->getAdvertisingId(), "AD-ID");
+  service->setClientProfile(std::nullopt);
+  EXPECT_FALSE(service->getClientProfile());
+  EXPECT_EQ(service->getClientUUID(), "");
+}
+
+// Meaningful under the thread sanitizer: replacement and reads race freely.
+TEST_F(UserEventWebServiceTest, ProfileIsReplacedWhileOtherThreadsReadIt) {
+  const auto service = serviceWith(full, session);
+  std::atomic<bool> done{false};
+  std::thread writer([&] {
+    for (int i = 0; i < 2000; ++i) service->setClientProfile(i % 2 ? full : bare);
+    done = true;
+  });
+  int reads = 0;
+  while (!done || reads == 0) {
+    const auto profile = service->getClientProfile();
+    ASSERT_TRUE(profile);
+    const auto advertisingId = profile->getAdvertisingId();
+    EXPECT_TRUE(!advertisingId || *advertisingId == "AD-ID");
+    ++reads;
+  }
+  writer.join();
+}
+
+TEST(EventRequestTest, TimestampIsMillisecondsTruncatedTowardZero) {
+  using platform::VirtualClock;
+  EXPECT_EQ(EventRequest::timestampAt(VirtualClock::fromSeconds(1700000000.9999)), 1700000000999);
+  EXPECT_EQ(EventRequest::timestampAt(VirtualClock::fromSeconds(-1.5)), -1500);
+  EXPECT_EQ(EventRequest::timestampAt(VirtualClock::fromSeconds(0.0)), 0);
+}
+
+}  // namespace
+}  // namespace lumora

@@ -1,0 +1,246 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+
+#include "NotificationFixture.hpp"
+#include "core/util/Uuid.hpp"
+
+namespace lumora {
+namespace {
+
+using platform::NotificationUserInfo;
+using platform::PlatformError;
+using platform::SimNotificationCenter;
+
+class NotificationManagerTest : public testing::NotificationFixture {
+ protected:
+  /// The messages logged under the manager's name, in order.
+  std::vector<std::string> managerMessages() const {
+    std::vector<std::string> messages;
+    for (const auto& record : platform->log->records()) {
+      if (record.file == "NotificationManager") messages.push_back(record.message);
+    }
+    return messages;
+  }
+};
+
+TEST_F(NotificationManagerTest, MinimalProfileWithoutDataWritesExactlySixTypedKeys) {
+  show(std::nullopt, minimalProfile());
+  runFor(0);
+  ASSERT_EQ(center->added().size(), 1u);
+  const NotificationUserInfo expected{
+      {"campaignId", std::int64_t{kCampaignId}},    {"creativeId", std::int64_t{kCreativeId}},
+      {"bindingId", std::int64_t{kBindingId}},      {"spaceId", std::string(kSpaceId)},
+      {"clientUUID", std::string(kInstallationId)}, {"appName", std::string("Shop")}};
+  EXPECT_EQ(center->added()[0].request.userInfo, expected);
+}
+
+TEST_F(NotificationManagerTest, OptionalValuesAreWrittenWheneverPresentEvenWhenEmpty) {
+  show("", ClientProfile("", "ann@example.com", "Shop", "AD-1"));
+  runFor(0);
+  ASSERT_EQ(center->added().size(), 1u);
+  const auto userInfo = center->added()[0].request.userInfo;
+  EXPECT_EQ(userInfo.size(), 10u);
+  EXPECT_EQ(userInfo.at("phoneNumber"), platform::NotificationValue(std::string("")));
+  EXPECT_EQ(userInfo.at("email"), platform::NotificationValue(std::string("ann@example.com")));
+  EXPECT_EQ(userInfo.at("advertisingId"), platform::NotificationValue(std::string("AD-1")));
+  EXPECT_EQ(userInfo.at("data"), platform::NotificationValue(std::string("")));
+}
+
+TEST_F(NotificationManagerTest, EachCallSchedulesItsOwnOneSecondNotification) {
+  show("x", minimalProfile());
+  show("x", minimalProfile());
+  runFor(0);
+  const auto added = center->added();
+  ASSERT_EQ(added.size(), 2u);
+  const std::string prefix = "com.lumora.beacon.notification ";
+  for (const auto& [request, addedAt] : added) {
+    EXPECT_EQ(request.identifier.size(), 67u);
+    EXPECT_TRUE(request.identifier.starts_with(prefix)) << request.identifier;
+    const auto uuid = Uuid::parse(request.identifier.substr(prefix.size()));
+    ASSERT_TRUE(uuid.has_value()) << request.identifier;
+    EXPECT_EQ(uuid->text(), request.identifier.substr(prefix.size()));
+    EXPECT_EQ(request.title, "Sale");
+    EXPECT_EQ(request.body, "20% off today");
+    EXPECT_TRUE(request.defaultSound);
+    EXPECT_EQ(request.triggerInterval, 1.0);
+    EXPECT_FALSE(request.repeats);
+  }
+  EXPECT_NE(added[0].request.identifier, added[1].request.identifier);
+
+  runFor(0.999);
+  EXPECT_TRUE(center->delivered().empty());
+  runFor(0.001);
+  const auto delivered = center->delivered();
+  ASSERT_EQ(delivered.size(), 2u);
+  for (const auto& delivery : delivered) {
+    EXPECT_EQ(delivery.deliveredAt - added[delivery.index].addedAt, std::chrono::seconds(1));
+    EXPECT_EQ(delivery.presentationOptions, 7u);
+  }
+}
+
+TEST_F(NotificationManagerTest, SuccessfulAddIsReportedAsNotificationEventBeforeAnswering) {
+  platform->virtualClock->setNow(platform::VirtualClock::fromSeconds(1700000000.9999));
+  std::size_t requestsWhenAdded = 99;
+  center->setAddObserver([&](const SimNotificationCenter::AddedNotification&) {
+    requestsWhenAdded = http->requests().size();
+  });
+  const auto outcome = show(std::nullopt, minimalProfile());
+  runFor(0);
+
+  EXPECT_EQ(requestsWhenAdded, 0u);
+  ASSERT_EQ(http->requests().size(), 1u);
+  const auto request = http->requests()[0];
+  EXPECT_EQ(request.method, "POST");
+  EXPECT_EQ(request.url, std::string(kNoTrackingURL) + "/device_events");
+  const auto body = http->jsonBody(0);
+  EXPECT_EQ(body["eventType"], "notification");
+  EXPECT_EQ(body["timestamp"], 1700000000999);
+  EXPECT_EQ(body["bindingId"], kBindingId);
+  EXPECT_EQ(body["cid"], kCampaignId);
+  EXPECT_EQ(body["crid"], kCreativeId);
+  EXPECT_EQ(body["uuid"], kInstallationId);
+  EXPECT_EQ(body["spaceInfo"], nlohmann::json({{"spaceId", kSpaceId}}));
+  EXPECT_EQ(body["clientInfo"]["appName"], "Shop");
+
+  EXPECT_TRUE(outcome->called);
+  EXPECT_TRUE(outcome->success);
+  EXPECT_FALSE(outcome->error.has_value());
+  const std::vector<std::string> expectedLog{
+      "showNotification called with title: 'Sale', message: '20% off today'",
+      "Authorization status: 2, authorized: true",
+      "Notification permission authorized, creating notification content",
+      "Notification request added successfully with identifier: " +
+          center->added().at(0).request.identifier,
+      "Event sent successfully"};
+  EXPECT_EQ(managerMessages(), expectedLog);
+}
+
+TEST_F(NotificationManagerTest, OnlyAuthorizedStatusAllowsNotifications) {
+  for (std::int64_t status : {0, 1, 3, 4}) {
+    SCOPED_TRACE(status);
+    platform->log->clear();
+    center->setAuthorizationStatus(status);
+    const auto outcome = show("x", minimalProfile());
+    runFor(0);
+    ASSERT_TRUE(outcome->called);
+    EXPECT_FALSE(outcome->success);
+    ASSERT_TRUE(outcome->error.has_value());
+    const auto* error = std::get_if<LumoraAdBeaconError>(&*outcome->error);
+    ASSERT_NE(error, nullptr);
+    EXPECT_EQ(error->code(), LumoraAdBeaconErrorType::unauthorizedNotificationPermission);
+    EXPECT_EQ(error->message(),
+              "Notification permission not granted. Please allow notifications in settings.");
+    const std::vector<std::string> expectedLog{
+        "showNotification called with title: 'Sale', message: '20% off today'",
+        "Authorization status: " + std::to_string(status) + ", authorized: false",
+        "Notification permission not authorized"};
+    EXPECT_EQ(managerMessages(), expectedLog);
+  }
+  EXPECT_TRUE(center->added().empty());
+  EXPECT_TRUE(http->requests().empty());
+}
+
+TEST_F(NotificationManagerTest, PlatformRefusalIsPassedOnUnchangedAndNotReported) {
+  const PlatformError refusal{"UNErrorDomain", 1, "Notifications are not allowed for this app"};
+  center->setAddError(refusal);
+  const auto outcome = show("x", minimalProfile());
+  runFor(0);
+  ASSERT_TRUE(outcome->called);
+  EXPECT_FALSE(outcome->success);
+  ASSERT_TRUE(outcome->error.has_value());
+  const auto* error = std::get_if<PlatformError>(&*outcome->error);
+  ASSERT_NE(error, nullptr);
+  EXPECT_EQ(error->domain, refusal.domain);
+  EXPECT_EQ(error->code, refusal.code);
+  EXPECT_EQ(localizedDescription(*outcome->error), refusal.localizedDescription);
+  EXPECT_TRUE(http->requests().empty());
+  EXPECT_EQ(managerMessages().back(),
+            "Failed to add notification request: Notifications are not allowed for this app");
+}
+
+TEST_F(NotificationManagerTest, FailedEventAnswersFalseButTheNotificationIsStillShown) {
+  http->respondWith(503);
+  const auto outcome = show("x", minimalProfile());
+  runFor(1.0);
+  ASSERT_TRUE(outcome->called);
+  EXPECT_FALSE(outcome->success);
+  ASSERT_TRUE(outcome->error.has_value());
+  const auto* error = std::get_if<PlatformError>(&*outcome->error);
+  ASSERT_NE(error, nullptr);
+  EXPECT_EQ(error->code, 503);
+  EXPECT_EQ(error->localizedDescription, "HTTP error: 503");
+  EXPECT_EQ(platform->log->count("Failed to send event: HTTP error: 503"), 1u);
+  EXPECT_EQ(center->delivered().size(), 1u);
+}
+
+TEST_F(NotificationManagerTest, ManagerReleasedDuringPermissionCheckSchedulesNothing) {
+  const auto outcome = show("x", minimalProfile());
+  manager.reset();
+  runFor(2.0);
+  EXPECT_FALSE(outcome->called);
+  EXPECT_TRUE(center->added().empty());
+  EXPECT_TRUE(http->requests().empty());
+}
+
+TEST_F(NotificationManagerTest, ManagerReleasedDuringAddNeitherReportsNorAnswers) {
+  center->setAddObserver([&](const SimNotificationCenter::AddedNotification&) { manager.reset(); });
+  const auto outcome = show("x", minimalProfile());
+  runFor(2.0);
+  EXPECT_EQ(center->added().size(), 1u);
+  EXPECT_FALSE(outcome->called);
+  EXPECT_TRUE(http->requests().empty());
+}
+
+// Stands in for a delegate the host application installed on the center.
+class HostDelegate : public platform::NotificationCenterDelegate {
+ public:
+  void willPresent(const platform::NotificationRequest&,
+                   std::function<void(std::uint64_t)> completion) override {
+    ++calls;
+    completion(0);
+  }
+  void didReceive(const platform::NotificationResponse&,
+                  std::function<void()> completion) override {
+    ++calls;
+    completion();
+  }
+  int calls = 0;
+};
+
+TEST_F(NotificationManagerTest, NewManagerTakesOverTheCenterDelegate) {
+  EXPECT_NE(adapter->delegate().lock(), nullptr);
+  const auto hostDelegate = std::make_shared<HostDelegate>();
+  center->setDelegate(hostDelegate);
+  EXPECT_EQ(adapter->delegate().lock(), nullptr);
+
+  const auto otherAdapter = std::make_shared<UserNotificationCenterAdapter>(center);
+  const auto otherManager = NotificationManager::create(
+      eventService, otherAdapter, platform->virtualQueue, platform->virtualClock);
+  EXPECT_NE(center->delegate().lock(), hostDelegate);
+  EXPECT_NE(otherAdapter->delegate().lock(), nullptr);
+
+  show("x", minimalProfile());
+  runFor(1.0);
+  ASSERT_EQ(center->delivered().size(), 1u);
+  EXPECT_EQ(center->delivered()[0].presentationOptions, 7u);
+  EXPECT_EQ(hostDelegate->calls, 0);
+}
+
+TEST_F(NotificationManagerTest, RequestPermissionAsksForBadgeSoundAndAlert) {
+  center->setAuthorizationStatus(SimNotificationCenter::kNotDetermined);
+  std::optional<bool> granted;
+  manager->requestPermission(
+      [&](bool answer, std::optional<PlatformError> error) { granted = answer && !error; });
+  std::optional<bool> authorized;
+  runFor(0);
+  manager->checkPermission([&](bool answer) { authorized = answer; });
+  runFor(0);
+  EXPECT_EQ(granted, true);
+  EXPECT_EQ(center->requestedAuthorizationOptions(), std::vector<std::uint64_t>{7});
+  EXPECT_EQ(authorized, true);
+}
+
+}  // namespace
+}  // namespace lumora

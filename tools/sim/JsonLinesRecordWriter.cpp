@@ -1,0 +1,15 @@
+#include "sim/JsonLinesRecordWriter.hpp"
+
+#include "sim/RecordJson.hpp"
+
+namespace lumora::tools {
+
+JsonLinesRecordWriter::JsonLinesRecordWriter(std::ostream& out) : out_(out) {}
+
+void JsonLinesRecordWriter::write(const SimRecord& record) {
+  const std::string line = RecordJson::encode(record).dump();
+  const std::lock_guard lock(mutex_);
+  out_ << line << std::endl;
+}
+
+}  // namespace lumora::tools
