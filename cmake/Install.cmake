@@ -20,5 +20,9 @@ install(FILES ${PROJECT_BINARY_DIR}/LumoraBeaconSDKConfig.cmake
               ${PROJECT_BINARY_DIR}/LumoraBeaconSDKConfigVersion.cmake
         DESTINATION ${config_dir})
 
+# The .pc file finds the prefix relative to itself, so the path back up must
+# match the depth of the library directory (lib, or lib/x86_64-linux-gnu).
+file(RELATIVE_PATH LUMORA_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+string(REGEX REPLACE "/$" "" LUMORA_PC_TO_PREFIX "${LUMORA_PC_TO_PREFIX}")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/lumora.pc.in ${PROJECT_BINARY_DIR}/lumora.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/lumora.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

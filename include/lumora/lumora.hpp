@@ -12,6 +12,7 @@
 #include "lumora/BeaconSettingsError.hpp"
 #include "lumora/ClientProfile.hpp"
 #include "lumora/Environment.hpp"
+#include "lumora/LinuxBundle.hpp"
 #include "lumora/LumoraAdBeaconCallback.hpp"
 #include "lumora/LumoraAdBeaconError.hpp"
 #include "lumora/LumoraAdBeaconErrorType.hpp"

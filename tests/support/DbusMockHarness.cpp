@@ -236,6 +236,17 @@ std::string DbusMockHarness::callError(const std::string& destination, const std
   return result;
 }
 
+void DbusMockHarness::emitSignal(const std::string& busName, const std::string& path,
+                                 const std::string& iface, const std::string& name,
+                                 const std::string& signature, const std::vector<GVariant*>& args) {
+  GVariantBuilder boxed;
+  g_variant_builder_init(&boxed, G_VARIANT_TYPE("av"));
+  for (GVariant* arg : args) g_variant_builder_add(&boxed, "v", arg);
+  call(busName, path, "org.freedesktop.DBus.Mock", "EmitSignal",
+       g_variant_new("(sss@av)", iface.c_str(), name.c_str(), signature.c_str(),
+                     g_variant_builder_end(&boxed)));
+}
+
 std::vector<DbusMockHarness::VariantPtr> DbusMockHarness::callArguments(const std::string& busName,
                                                                         const std::string& path,
                                                                         const std::string& method) {

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace lumora::test {
 
@@ -57,6 +58,11 @@ class DbusMockHarness {
                         const std::string& iface, const std::string& method,
                         GVariant* params = nullptr);
   bool nameHasOwner(const std::string& name);
+  /// Makes the mock owning `busName` emit a signal from `path`; `args` are
+  /// the signal's arguments as variants, matching `signature`.
+  void emitSignal(const std::string& busName, const std::string& path, const std::string& iface,
+                  const std::string& name, const std::string& signature,
+                  const std::vector<GVariant*>& args);
   /// How many times the mock object at `path` saw `method` called.
   std::size_t callCount(const std::string& busName, const std::string& path,
                         const std::string& method);

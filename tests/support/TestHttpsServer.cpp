@@ -7,6 +7,7 @@
 #include <openssl/x509v3.h>
 #include <strings.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
@@ -227,8 +228,16 @@ TestHttpsServer::TestHttpsServer() : state_(std::make_unique<State>()) {
   server.Options(".*", handler);
   state_->port = server.bind_to_any_port("127.0.0.1");
   require(state_->port > 0, "cannot bind to 127.0.0.1");
-  state_->thread = std::thread([&server] { server.listen_after_bind(); });
-  while (!server.is_running()) std::this_thread::yield();
+  auto listening = std::make_shared<std::atomic<bool>>(true);
+  state_->thread = std::thread([&server, listening] {
+    server.listen_after_bind();
+    *listening = false;
+  });
+  while (!server.is_running() && *listening) std::this_thread::yield();
+  if (!*listening) {
+    state_->thread.join();
+    require(false, "cannot listen on 127.0.0.1");
+  }
 }
 
 TestHttpsServer::~TestHttpsServer() {

@@ -107,6 +107,8 @@ void DevServerEngine::start() {
                          keyFile.string());
   }
 
+  running->server->set_keep_alive_timeout(config_.keepAliveSeconds);
+
   // httplib's default, SO_REUSEPORT, would let a second server share the port.
   running->server->set_socket_options([](socket_t socket) {
     const int yes = 1;

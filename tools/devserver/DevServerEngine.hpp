@@ -29,6 +29,10 @@ struct DevServerConfig {
   std::optional<std::filesystem::path> eventsFile;
   /// Where one line per received event is printed; nullptr: quiet.
   std::ostream* console = nullptr;
+  /// How long an idle connection is kept open for the next request. stop()
+  /// waits for idle connections to close, so an embedded server that must
+  /// stop at once uses 0 (each connection then serves back-to-back requests only).
+  int keepAliveSeconds = 5;
 };
 
 /// The development server: HTTPS on 127.0.0.1, serving the creative tree

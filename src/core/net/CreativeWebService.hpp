@@ -28,10 +28,9 @@ class CreativeWebService : public AbstractWebService {
   /// with exactly one of a creative and an error.
   void getCreative(std::int64_t bindingId, Completion completion) const;
 
+ private:
   /// The reply's validation: a creative, or nothing after logging why.
   static std::optional<Creative> parseCreative(const HttpRequestSender::Body& body);
-
- private:
   std::string creativeURL(std::int64_t bindingId) const;
 };
 

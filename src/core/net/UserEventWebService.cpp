@@ -19,21 +19,28 @@ UserEventWebService::UserEventWebService(APIConfiguration apiConfig,
       clientProfile_(shared(std::move(clientProfile))) {}
 
 void UserEventWebService::setClientProfile(std::optional<ClientProfile> clientProfile) {
-  clientProfile_.store(shared(std::move(clientProfile)));
+  auto replacement = shared(std::move(clientProfile));
+  std::lock_guard lock(profileMutex_);
+  clientProfile_.swap(replacement);  // the old profile is freed after the lock is released
+}
+
+std::shared_ptr<const ClientProfile> UserEventWebService::currentProfile() const {
+  std::lock_guard lock(profileMutex_);
+  return clientProfile_;
 }
 
 std::optional<ClientProfile> UserEventWebService::getClientProfile() const {
-  const auto profile = clientProfile_.load();
+  const auto profile = currentProfile();
   return profile ? std::optional<ClientProfile>(*profile) : std::nullopt;
 }
 
 std::string UserEventWebService::getClientUUID() const {
-  const auto profile = clientProfile_.load();
+  const auto profile = currentProfile();
   return profile ? profile->getUUID() : std::string();
 }
 
 std::string UserEventWebService::eventURL() const {
-  const auto profile = clientProfile_.load();
+  const auto profile = currentProfile();
   const bool tracking = profile && profile->getAdvertisingId().has_value();
   return tracking ? apiConfig().getTrackingEventURL() : apiConfig().getNoTrackingEventURL();
 }

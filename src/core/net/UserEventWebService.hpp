@@ -1,8 +1,8 @@
 #pragma once
 
-#include <atomic>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -17,9 +17,12 @@ namespace lumora {
 /// identifier (an empty one counts), the no-tracking endpoint otherwise.
 ///
 /// The profile is replaced from the host's thread while events go out from
-/// others. It is held as an immutable value behind an atomic shared pointer:
-/// a reader takes one consistent profile with a single atomic load, and a
-/// replacement never waits for readers nor makes them wait.
+/// others. It is held as an immutable value behind a shared pointer; a mutex
+/// guards only the copying or swapping of that pointer (never the profile's
+/// use, never a request), so a reader takes one consistent profile and no one
+/// waits for more than a pointer copy. (std::atomic<std::shared_ptr> would do
+/// the same without the mutex, but the thread sanitizer cannot see through its
+/// libstdc++ implementation and reports a race.)
 class UserEventWebService : public AbstractWebService {
  public:
   using Completion =
@@ -39,9 +42,11 @@ class UserEventWebService : public AbstractWebService {
   void sendEvent(const EventRequest& request, Completion completion) const;
 
  private:
+  std::shared_ptr<const ClientProfile> currentProfile() const;
   std::string eventURL() const;
 
-  std::atomic<std::shared_ptr<const ClientProfile>> clientProfile_;
+  mutable std::mutex profileMutex_;
+  std::shared_ptr<const ClientProfile> clientProfile_;  // guarded by profileMutex_
 };
 
 }  // namespace lumora

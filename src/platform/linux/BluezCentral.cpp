@@ -99,29 +99,28 @@ std::int64_t BluezCentral::state() const { return state_; }
 
 void BluezCentral::scanForPeripherals(const std::vector<std::string>& serviceUuids,
                                       bool allowDuplicates) {
-  ++scanGeneration_;
   scanRequested_ = true;
   services_.clear();
   for (const auto& uuid : serviceUuids) services_.push_back(upperCased(uuid));
   allowDuplicates_ = allowDuplicates;
   reportedOnce_.clear();
-  cancelRestartTimer();
-  if (allowDuplicates_) {
-    std::weak_ptr<BluezCentral> weak = weak_from_this();
-    restartTimer_ =
-        mainQueue_->scheduleTimer(options_.discoveryRestartSeconds, true, [weak](Timer&) {
-          if (auto self = weak.lock()) self->onRestartTick();
-        });
-  }
-  startDiscovery();
+  reconfigureDiscovery();
 }
 
 void BluezCentral::stopScan() {
-  ++scanGeneration_;
   scanRequested_ = false;
   reportedOnce_.clear();
-  cancelRestartTimer();
-  stopDiscovery();
+  reconfigureDiscovery();
+}
+
+void BluezCentral::setAdvertisementMonitor(AdvertisementMonitor monitor) {
+  monitor_ = std::move(monitor);
+}
+
+void BluezCentral::setMonitoringDemand(bool demanded) {
+  if (demanded == monitoringDemanded_) return;
+  monitoringDemanded_ = demanded;
+  reconfigureDiscovery();
 }
 
 // --- BlueZ's object tree -----------------------------------------------------
@@ -283,8 +282,33 @@ void BluezCentral::forgetAdapter() {
 
 // --- Discovery -----------------------------------------------------------------
 
+void BluezCentral::reconfigureDiscovery() {
+  ++scanGeneration_;
+  updateRestartTimer();
+  if (discoveryWanted()) {
+    startDiscovery();  // a running discovery takes the new filter
+  } else {
+    stopDiscovery();
+  }
+}
+
+bool BluezCentral::discoveryWanted() const { return scanRequested_ || monitoringDemanded_; }
+
+bool BluezCentral::duplicatesWanted() const {
+  return monitoringDemanded_ || (scanRequested_ && allowDuplicates_);
+}
+
+void BluezCentral::updateRestartTimer() {
+  if (!duplicatesWanted()) return cancelRestartTimer();
+  if (restartTimer_) return;  // keeps its rhythm across filter changes
+  std::weak_ptr<BluezCentral> weak = weak_from_this();
+  restartTimer_ = mainQueue_->scheduleTimer(options_.discoveryRestartSeconds, true, [weak](Timer&) {
+    if (auto self = weak.lock()) self->onRestartTick();
+  });
+}
+
 bool BluezCentral::canDiscover() const {
-  return scanRequested_ && bus_ && adapter_ && adapter_->powered && !denied_;
+  return discoveryWanted() && bus_ && adapter_ && adapter_->powered && !denied_;
 }
 
 void BluezCentral::startDiscovery() {
@@ -295,8 +319,12 @@ void BluezCentral::startDiscovery() {
     return self.scanGeneration_ == generation && self.canDiscover() &&
            self.adapter_->path == adapterPath;
   };
+  // The monitor needs every advertisement, so its demand widens the filter to
+  // all services; the scan's services are then checked in report().
+  const std::vector<std::string> noServices;
   bus_->call(kBluez, adapterPath, kAdapterIface, "SetDiscoveryFilter",
-             discoveryFilter(services_, allowDuplicates_), options_.callTimeoutMs,
+             discoveryFilter(monitoringDemanded_ ? noServices : services_, duplicatesWanted()),
+             options_.callTimeoutMs,
              [weak, isCurrent, adapterPath](GVariant*, const std::optional<DbusError>& error) {
                auto self = weak.lock();
                if (!self || !isCurrent(*self)) return;
@@ -314,8 +342,8 @@ void BluezCentral::startDiscovery() {
 
 void BluezCentral::onDiscoveryStarted(bool current, const std::optional<DbusError>& error) {
   if (!current) {
-    // The scan was stopped while this start was in flight: end the session it opened.
-    if (!error && !scanRequested_) {
+    // Discovery was given up while this start was in flight: end the session it opened.
+    if (!error && !discoveryWanted()) {
       discovering_ = true;
       stopDiscovery();
     }
@@ -374,17 +402,31 @@ bool BluezCentral::passesFilter(const Device& device) const {
   return std::any_of(services_.begin(), services_.end(), advertises);
 }
 
+bool BluezCentral::reportsToScan(const Device& device) {
+  if (!scanRequested_ || !passesFilter(device)) return false;
+  return allowDuplicates_ || reportedOnce_.insert(device.address).second;
+}
+
 void BluezCentral::report(const Device& device) {
-  if (!scanRequested_ || !passesFilter(device)) return;
-  if (!allowDuplicates_ && !reportedOnce_.insert(device.address).second) return;
+  const bool toMonitor = monitoringDemanded_ && monitor_;
+  const bool toScan = reportsToScan(device);
+  if (!toMonitor && !toScan) return;
   AdvertisementData advertisement;
   advertisement.peripheralId = device.address;
   advertisement.manufacturerData = device.manufacturerData;
   advertisement.serviceUuids = device.serviceUuids;
   advertisement.rssi = device.rssi.value_or(0);
-  mainQueue_->post([delegate = delegate_, advertisement = std::move(advertisement)] {
-    if (auto target = delegate.lock()) target->centralDidDiscover(advertisement);
-  });
+  if (toMonitor) {
+    mainQueue_->post([weak = weak_from_this(), advertisement] {
+      auto self = weak.lock();
+      if (self && self->monitoringDemanded_ && self->monitor_) self->monitor_(advertisement);
+    });
+  }
+  if (toScan) {
+    mainQueue_->post([delegate = delegate_, advertisement = std::move(advertisement)] {
+      if (auto target = delegate.lock()) target->centralDidDiscover(advertisement);
+    });
+  }
 }
 
 std::int64_t BluezCentral::computeState() const {

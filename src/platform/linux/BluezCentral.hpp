@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -36,6 +37,14 @@ namespace lumora::platform {
 /// controller's duplicate filter otherwise passes an unchanged advertisement
 /// only about once per discovery session.
 ///
+/// A second, independent consumer, the advertisement monitor, receives every
+/// advertisement heard (any service, duplicates included) while monitoring is
+/// demanded; iBeacon region monitoring is built on it. Discovery runs while
+/// either consumer needs it, with one filter that satisfies both: while the
+/// monitor is demanded it has no service UUIDs and allows duplicates, and the
+/// scan's service UUIDs are then enforced only here. Stopping the scan leaves
+/// the discovery the monitor still needs running.
+///
 /// Advertisement monitors (org.bluez.AdvertisementMonitorManager1) are not
 /// used: they need an exported D-Bus object tree and are still experimental on
 /// many BlueZ releases, while discovery works everywhere.
@@ -59,6 +68,13 @@ class BluezCentral : public BleCentral, public std::enable_shared_from_this<Blue
   void scanForPeripherals(const std::vector<std::string>& serviceUuids,
                           bool allowDuplicates) override;
   void stopScan() override;
+
+  using AdvertisementMonitor = std::function<void(const AdvertisementData&)>;
+  /// Receives, on the main queue, every advertisement heard while monitoring
+  /// is demanded.
+  void setAdvertisementMonitor(AdvertisementMonitor monitor);
+  /// Keeps discovery running for the monitor while true, scan or no scan.
+  void setMonitoringDemand(bool demanded);
 
  private:
   struct Device {
@@ -88,6 +104,11 @@ class BluezCentral : public BleCentral, public std::enable_shared_from_this<Blue
   void onDeviceProperties(const std::string& path, GVariant* properties, bool report);
   void forgetAdapter();
 
+  /// Applies a change of either consumer: starts, re-filters or stops discovery.
+  void reconfigureDiscovery();
+  bool discoveryWanted() const;
+  bool duplicatesWanted() const;
+  void updateRestartTimer();
   void startDiscovery();
   void onDiscoveryStarted(bool current, const std::optional<DbusError>& error);
   void onRestartTick();
@@ -97,6 +118,7 @@ class BluezCentral : public BleCentral, public std::enable_shared_from_this<Blue
   bool canDiscover() const;
 
   void report(const Device& device);
+  bool reportsToScan(const Device& device);
   bool passesFilter(const Device& device) const;
   void updateState();
   std::int64_t computeState() const;
@@ -117,10 +139,12 @@ class BluezCentral : public BleCentral, public std::enable_shared_from_this<Blue
 
   bool scanRequested_ = false;
   bool discovering_ = false;
-  std::uint64_t scanGeneration_ = 0;   // bumps on every scan change; stale replies are dropped
+  std::uint64_t scanGeneration_ = 0;   // bumps on every discovery change; stale replies are dropped
   std::vector<std::string> services_;  // upper-case
   bool allowDuplicates_ = false;
   std::set<std::string> reportedOnce_;  // without duplicates: peripherals already reported
+  AdvertisementMonitor monitor_;
+  bool monitoringDemanded_ = false;
   std::shared_ptr<Timer> restartTimer_;
 };
 

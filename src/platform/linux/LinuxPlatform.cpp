@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/ble/BleLocationService.hpp"
 #include "platform/linux/BluezCentral.hpp"
 #include "platform/linux/FreedesktopNotificationCenter.hpp"
 #include "platform/linux/GLibMainQueue.hpp"
@@ -16,6 +17,25 @@
 #include "platform/net/CurlUrlToolkit.hpp"
 
 namespace lumora::platform {
+namespace {
+
+/// Region monitoring on the central's advertisement stream: every
+/// advertisement the central hears goes to the service, and the central runs
+/// discovery for it exactly while the service monitors or ranges something.
+/// Both links are weak, so neither object keeps the other alive.
+void connectToCentral(const std::shared_ptr<BleLocationService>& service,
+                      const std::shared_ptr<BluezCentral>& central) {
+  central->setAdvertisementMonitor(
+      [weakService = std::weak_ptr(service)](const AdvertisementData& advertisement) {
+        if (auto target = weakService.lock()) target->onAdvertisement(advertisement);
+      });
+  service->setDemandObserver([weakCentral = std::weak_ptr(central)](bool needed) {
+    if (auto target = weakCentral.lock()) target->setMonitoringDemand(needed);
+  });
+  central->setMonitoringDemand(service->needsAdvertisements());
+}
+
+}  // namespace
 
 LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)
     : options_(std::move(options)),
@@ -56,7 +76,13 @@ std::shared_ptr<BluezCentral> LinuxPlatform::bluezLocked() {
 
 std::shared_ptr<BleCentral> LinuxPlatform::bleCentral() { return bluezLocked(); }
 
-std::shared_ptr<LocationService> LinuxPlatform::locationService() { return location_; }
+std::shared_ptr<LocationService> LinuxPlatform::locationService() {
+  return lazy(location_, [this]() -> std::shared_ptr<LocationService> {
+    auto service = BleLocationService::create(mainQueue(), clock_, options_.locationAuthorization);
+    connectToCentral(service, bluezLocked());
+    return service;
+  });
+}
 
 std::shared_ptr<NotificationCenter> LinuxPlatform::notificationCenter() {
   return lazy(notifications_, [this]() -> std::shared_ptr<NotificationCenter> {

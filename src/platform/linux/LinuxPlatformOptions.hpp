@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -20,6 +21,11 @@ struct LinuxPlatformOptions {
   /// Where "sdk.plist" lives; absent: next to the library, then ../share/lumora.
   std::optional<std::filesystem::path> bundleDirectory;
   CurlHttpSessionOptions http;
+  /// The location authorization the SDK sees, as a raw status (0 notDetermined,
+  /// 1 restricted, 2 denied, 3 authorizedAlways, 4 authorizedWhenInUse). Linux
+  /// has no location permission, so this is the host's policy: the default lets
+  /// the SDK monitor iBeacon regions, anything but 3 keeps it from starting.
+  std::int64_t locationAuthorization = 3;
 };
 
 }  // namespace lumora::platform

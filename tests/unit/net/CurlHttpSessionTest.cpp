@@ -87,17 +87,6 @@ TEST_F(CurlHttpSessionTest, CompletionRunsOnceOnTheWorkerThreadWithResponseHeade
   EXPECT_EQ(probe.calls(), 1);
 }
 
-TEST_F(CurlHttpSessionTest, EveryStatusComesBackAsAResponse) {
-  for (const int status : {200, 299, 300, 403, 404, 500, 503}) {
-    server.respond("/s", {status, "b"});
-    const auto result = run(request("/s"));
-    ASSERT_TRUE(result.response) << status;
-    EXPECT_FALSE(result.error) << status;
-    EXPECT_EQ(result.response->statusCode, status);
-    EXPECT_EQ(bodyText(result), "b");
-  }
-}
-
 TEST_F(CurlHttpSessionTest, KeptAliveConnectionIsReusedForTheNextRequest) {
   server.respond("/a", {200, "1"});
   run(request("/a"));

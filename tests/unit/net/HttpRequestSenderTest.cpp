@@ -150,16 +150,5 @@ TEST_F(HttpRequestSenderTest, BuiltGetCarriesJsonContentTypeAndNoQuestionMarkOnT
   EXPECT_EQ(seen[1].query, "k=a%20b");
 }
 
-TEST_F(HttpRequestSenderTest, MethodTextsOnTheWire) {
-  server.respond("/m", {200});
-  for (const auto method :
-       {HttpMethod::get, HttpMethod::post, HttpMethod::put, HttpMethod::delete_}) {
-    send(session, *HttpRequestBuilder(urls, server.url("/m")).setMethod(method).build());
-  }
-  std::vector<std::string> methods;
-  for (const auto& request : server.requests()) methods.push_back(request.method);
-  EXPECT_EQ(methods, (std::vector<std::string>{"GET", "POST", "PUT", "DELETE"}));
-}
-
 }  // namespace
 }  // namespace lumora

@@ -1,0 +1,152 @@
+#include "SimRun.hpp"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <sstream>
+
+namespace lumora::testing {
+namespace {
+
+void writeText(const std::filesystem::path& path, const std::string& text) {
+  std::filesystem::create_directories(path.parent_path());
+  std::ofstream(path) << text;
+}
+
+std::string readText(const std::filesystem::path& path) {
+  std::ifstream in(path);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+std::string entry(const std::string& key, const std::string& value) {
+  return "<key>" + key + "</key><string>" + value + "</string>";
+}
+
+constexpr const char* kUncapped =
+    R"({"campaignId":12,"creativeId":345,"title":"Hello","message":"Come in","data":"d"})";
+constexpr const char* kCapped =
+    R"({"campaignId":12,"creativeId":346,"title":"Once","message":"a day",
+        "frequencyCapping":{"intervalHours":24,"maxFrequency":1}})";
+
+}  // namespace
+
+SimRun::SimRun()
+    : folder(std::filesystem::temp_directory_path() /
+             ("lumora-e2e-" + std::to_string(::getpid()) + "-" +
+              ::testing::UnitTest::GetInstance()->current_test_info()->name())) {
+  std::filesystem::remove_all(folder);
+  writeText(folder / "creatives/e2e/binding/3/0/0/ios.json", kUncapped);
+  writeText(folder / "creatives/e2e/binding/1/2/3/4/ios.json", kCapped);
+  writeText(folder / "creatives/e2e/binding/6/6/6/ios.json", R"({"title":"no ids","message":"m"})");
+  tools::DevServerConfig config;
+  config.creativesDir = folder / "creatives";
+  config.certDir = folder / "cert";
+  config.keepAliveSeconds = 0;
+  server = std::make_unique<tools::DevServerEngine>(config);
+  server->start();
+}
+
+SimRun::~SimRun() {
+  server->stop();
+  std::filesystem::remove_all(folder);
+}
+
+std::string SimRun::writePlist(const PlistOptions& options, const std::string& name) {
+  const std::string events =
+      options.unreachableEvents ? "https://127.0.0.1:1" : "https://" + server->hostAndPort();
+  const std::string group = "<dict>" + entry("EventURL", events + "/tracking") +
+                            entry("NoTrackingEventURL", events + "/no-tracking") +
+                            entry("CreativeCDNURL", server->hostAndPort()) +
+                            entry("CreativeBucketName", "e2e") + "</dict>";
+  std::string body;
+  if (options.apiEndpoints) {
+    body += "<key>APIEndpoints</key><dict><key>Stage</key>" + group + "<key>Production</key>" +
+            group + "</dict>";
+  }
+  if (options.beaconSettings) {
+    body += std::string("<key>BeaconSettings</key><dict><key>AppleBeacon</key><dict>") +
+            entry("UUID", kIBeaconUuid) + entry("Identifier", "store") +
+            "</dict><key>CustomBeacon</key><dict>" + entry("ServiceUUID", kServiceUuid) +
+            "</dict></dict>";
+  }
+  writeText(folder / name, "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>" + body +
+                               "</dict></plist>");
+  return name;
+}
+
+nlohmann::json SimRun::scenario(const nlohmann::json& steps, double until,
+                                const std::string& config) const {
+  return {{"config", config},
+          {"caFile", server->caFile().string()},
+          {"startTime", 1700000000.0},
+          {"initial",
+           {{"location", "authorizedAlways"},
+            {"bluetooth", "poweredOn"},
+            {"notifications", "authorized"},
+            {"network", true}}},
+          {"steps", steps},
+          {"until", until}};
+}
+
+SimRun::Result SimRun::run(const nlohmann::json& scenario) {
+  const auto file = folder / "scenario.json";
+  writeText(file, scenario.dump(2));
+  return runFile(file);
+}
+
+SimRun::Result SimRun::runFile(const std::filesystem::path& scenarioFile) {
+  const auto jsonl = folder / "out.jsonl";
+  const auto errors = folder / "stderr.txt";
+  std::filesystem::remove(jsonl);
+  const pid_t child = fork();
+  if (child == 0) {
+    std::freopen(errors.c_str(), "w", stderr);
+    std::freopen("/dev/null", "w", stdout);
+    execl(LUMORA_SIM_PATH, LUMORA_SIM_PATH, scenarioFile.c_str(), "--jsonl", jsonl.c_str(),
+          static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  Result result;
+  result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  result.errorOutput = readText(errors);
+  std::ifstream in(jsonl);
+  for (std::string line; std::getline(in, line);) result.records.push_back(nlohmann::json::parse(line));
+  return result;
+}
+
+std::vector<nlohmann::json> SimRun::ofKind(const Result& result, const std::string& kind) {
+  std::vector<nlohmann::json> matching;
+  for (const auto& record : result.records) {
+    if (record["kind"] == kind) matching.push_back(record);
+  }
+  return matching;
+}
+
+std::vector<std::string> SimRun::callbackNames(const Result& result) {
+  std::vector<std::string> names;
+  for (const auto& record : ofKind(result, "callback")) names.push_back(record["name"]);
+  return names;
+}
+
+std::size_t SimRun::logCount(const Result& result, const std::string& message) {
+  std::size_t count = 0;
+  for (const auto& record : ofKind(result, "log")) count += record["message"] == message ? 1 : 0;
+  return count;
+}
+
+std::vector<nlohmann::json> SimRun::eventsOfType(const std::string& type) const {
+  std::vector<nlohmann::json> matching;
+  for (const auto& event : server->events()) {
+    if (event.body.is_object() && event.body.value("eventType", "") == type) {
+      matching.push_back(event.body);
+    }
+  }
+  return matching;
+}
+
+}  // namespace lumora::testing

@@ -1,0 +1,106 @@
+#include <algorithm>
+
+#include "LinuxSdkWorld.hpp"
+#include "platform/linux/NetlinkReachabilityService.hpp"
+
+namespace lumora::testing {
+namespace {
+
+constexpr std::int64_t kBindingId = 0x0a0b0c;
+constexpr const char* kCreative =
+    R"({"campaignId":12,"creativeId":345,"title":"Spring sale","message":"Shoes half price",
+        "data":"payload"})";
+
+std::string stringArgument(GVariant* arguments, gsize index) {
+  GVariant* boxed = g_variant_get_child_value(arguments, index);
+  GVariant* value = g_variant_get_variant(boxed);
+  std::string text = g_variant_get_string(value, nullptr);
+  g_variant_unref(value);
+  g_variant_unref(boxed);
+  return text;
+}
+
+class LinuxSdkTest : public LinuxSdkWorld {
+ protected:
+  void SetUp() override {
+    LinuxSdkWorld::SetUp();
+    if (IsSkipped()) return;
+    // Without a default route the SDK rightly treats the machine as offline.
+    auto handle = platform::NetlinkReachabilityService().createWithAddress({}).handle;
+    if (!handle || handle->flags().value_or(0) == 0) GTEST_SKIP() << "no default route";
+    serveCreative(kBindingId, kCreative);
+  }
+
+  std::size_t notifyCount() { return bus->callCount(kNotifications, kNotificationsPath, "Notify"); }
+  void expectDeliveredCreative(const LumoraAdCreative& creative) {
+    EXPECT_EQ(creative.data(), std::optional<std::string>("payload"));
+    EXPECT_EQ(creative.creativeId(), 345);
+    EXPECT_EQ(creative.campaignId(), 12);
+    EXPECT_EQ(creative.bindingId(), kBindingId);
+    EXPECT_EQ(creative.spaceId(), kSpaceId);
+  }
+  const LumoraAdCreative& firstCreative(const std::string& callName) const {
+    const auto& calls = callback->calls();
+    return *std::find_if(calls.begin(), calls.end(), [&](const auto& call) {
+              return call.name == callName;
+            })->creative;
+  }
+};
+
+TEST_F(LinuxSdkTest, BeaconsOnTheAirBecomeACreativeANotificationAndOnTapAClick) {
+  startSdk();
+  ASSERT_TRUE(until([&] { return callsNamed("onInitialized") == 1; }));
+  // Region monitoring runs BlueZ discovery as soon as the SDK is started.
+  ASSERT_TRUE(until([&] { return bluez->discovering(); }));
+
+  advertiseIBeacon("AA:BB:CC:00:00:01");
+  advertiseCustomBeacon("AA:BB:CC:00:00:02", kBindingId);
+  ASSERT_TRUE(until([&] { return callsNamed("onCreativeReceived") >= 1; }));
+  expectDeliveredCreative(firstCreative("onCreativeReceived"));
+  EXPECT_EQ(callsNamed("onError"), 0u);
+
+  ASSERT_TRUE(until([&] { return notifyCount() >= 1; }));
+  auto notify = bus->callArguments(kNotifications, kNotificationsPath, "Notify");
+  EXPECT_EQ(stringArgument(notify.front().get(), 3), "Spring sale");
+  EXPECT_EQ(stringArgument(notify.front().get(), 4), "Shoes half price");
+  ASSERT_TRUE(until([&] { return !eventsOfType("request").empty(); }));
+  EXPECT_EQ(eventsOfType("request").front()["bindingId"], kBindingId);
+
+  // The mock server numbers its notifications from 1.
+  bus->emitSignal(kNotifications, kNotificationsPath, kNotifications, "ActionInvoked", "us",
+                  {g_variant_new_uint32(1), g_variant_new_string("default")});
+  ASSERT_TRUE(until(
+      [&] { return callsNamed("onNotificationClicked") == 1 && !eventsOfType("click").empty(); }));
+  expectDeliveredCreative(firstCreative("onNotificationClicked"));
+  EXPECT_EQ(eventsOfType("click").front()["bindingId"], kBindingId);
+}
+
+TEST_F(LinuxSdkTest, PoweredOffAdapterDeliversNothingUntilPoweredOnThenTheBeaconComesThrough) {
+  bluez->setPowered(false);
+  startSdk();
+  ASSERT_TRUE(until([&] { return callsNamed("onInitialized") == 1; }));
+  advertiseIBeacon("AA:BB:CC:00:00:03");
+  advertiseCustomBeacon("AA:BB:CC:00:00:04", kBindingId);
+  // Longer than the scanner's two-second wait for the radio, so that wait runs out.
+  idle(3.0);
+  EXPECT_EQ(callsNamed("onCreativeReceived"), 0u);
+  EXPECT_EQ(bluez->adapterCalls("StartDiscovery"), 0u);
+
+  bluez->setPowered(true);
+  ASSERT_TRUE(until([&] { return callsNamed("onCreativeReceived") >= 1; }));
+  expectDeliveredCreative(firstCreative("onCreativeReceived"));
+}
+
+TEST_F(LinuxSdkTest, DeniedLocationPolicyRefusesTheStartAndNeverDiscovers) {
+  startSdk(2);
+  ASSERT_TRUE(until([&] { return callsNamed("onError") == 1; }));
+  const auto error = *callback->calls().back().error;
+  EXPECT_EQ(error.code(), LumoraAdBeaconErrorType::unauthorizedLocationPermission);
+  EXPECT_FALSE(facade->isScanning());
+  idle(0.5);
+  EXPECT_EQ(bluez->adapterCalls("SetDiscoveryFilter"), 0u);
+  EXPECT_EQ(bluez->adapterCalls("StartDiscovery"), 0u);
+}
+
+}  // namespace
+}  // namespace lumora::testing

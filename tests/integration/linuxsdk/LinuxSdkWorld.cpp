@@ -1,0 +1,141 @@
+#include "LinuxSdkWorld.hpp"
+
+#include <glib.h>
+#include <stdlib.h>
+
+#include <fstream>
+
+#include "core/net/CreativeWebService.hpp"
+
+namespace lumora::testing {
+namespace {
+
+std::string keyValue(const std::string& key, const std::string& value) {
+  return "<key>" + key + "</key><string>" + value + "</string>";
+}
+
+std::string sdkPlist(const TestHttpsServer& server, const std::string& iBeaconUuid,
+                     const std::string& serviceUuid) {
+  const std::string group = "<dict>" + keyValue("EventURL", server.url("/events")) +
+                            keyValue("NoTrackingEventURL", server.url("/nt")) +
+                            keyValue("CreativeCDNURL", server.hostAndPort()) +
+                            keyValue("CreativeBucketName", "bucket") + "</dict>";
+  return "<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist version=\"1.0\"><dict>"
+         "<key>APIEndpoints</key><dict><key>Stage</key>" +
+         group + "<key>Production</key>" + group +
+         "</dict><key>BeaconSettings</key><dict><key>AppleBeacon</key><dict>" +
+         keyValue("UUID", iBeaconUuid) + keyValue("Identifier", "store") +
+         "</dict><key>CustomBeacon</key><dict>" + keyValue("ServiceUUID", serviceUuid) +
+         "</dict></dict></dict></plist>";
+}
+
+}  // namespace
+
+void LinuxSdkWorld::SetUp() {
+  if (auto missing = test::DbusMockHarness::missingTools()) GTEST_SKIP() << *missing;
+  bus = std::make_unique<test::DbusMockHarness>();
+  bluez = std::make_unique<test::MockBluez>(*bus);
+  bluez->addAdapter();
+  bus->startTemplate("notification_daemon", kNotifications);
+
+  char pattern[] = "/tmp/lumora-linuxsdk-XXXXXX";
+  ASSERT_NE(mkdtemp(pattern), nullptr);
+  directory = pattern;
+  std::filesystem::create_directories(directory / "bundle");
+  std::ofstream(directory / "bundle" / "sdk.plist") << sdkPlist(server, kIBeaconUuid, kServiceUuid);
+  server.respond("/events/device_events", TestHttpsServer::Response(200, "{}"));
+  server.respond("/nt/device_events", TestHttpsServer::Response(200, "{}"));
+}
+
+void LinuxSdkWorld::TearDown() {
+  facade.reset();
+  platform::Platform::install(nullptr);
+  platform.reset();
+  idle(0.05);  // lets work posted by the released objects drain while the bus still exists
+  std::error_code ignored;
+  if (!directory.empty()) std::filesystem::remove_all(directory, ignored);
+}
+
+void LinuxSdkWorld::startSdk(std::int64_t locationAuthorization) {
+  platform::LinuxPlatformOptions options;
+  options.bluetoothBusAddress = bus->address();
+  options.notificationBusAddress = bus->address();
+  options.userDefaultsFile = directory / "defaults.plist";
+  options.bundleDirectory = directory / "bundle";
+  options.http.extraCaFile = server.caFile();
+  options.locationAuthorization = locationAuthorization;
+  platform = std::make_shared<platform::LinuxPlatform>(options);
+  platform::Platform::install(platform);
+  callback = std::make_shared<RecordingCallback>(platform->clock());
+  facade = SdkFacade::create(platform);
+  facade->initiate(ClientProfile("+15550100", "a@example.com", "StoreApp", std::nullopt), callback,
+                   Environment::stage);
+  facade->start();
+}
+
+void LinuxSdkWorld::serveCreative(std::int64_t bindingId, const std::string& json) {
+  server.respond("/bucket/binding/" + CreativeWebService::formatBindingId(bindingId) + "/ios.json",
+                 TestHttpsServer::Response(200, json));
+}
+
+std::string LinuxSdkWorld::advertiseIBeacon(const std::string& address) {
+  const auto device = bluez->addDevice(address);
+  bluez->advertise(device, 0x004c, test::MockBluez::iBeaconFrame(kIBeaconUuid, 7, 9));
+  return device;
+}
+
+std::string LinuxSdkWorld::advertiseCustomBeacon(const std::string& address,
+                                                 std::uint32_t bindingId) {
+  const auto device = bluez->addDevice(address);
+  bluez->setServiceUuids(device, {kServiceUuid});
+  // 03, the binding identifier (3 bytes), the space identifier (8 bytes), 11 more bytes.
+  test::MockBluez::Bytes value{0x03, static_cast<std::uint8_t>(bindingId >> 16),
+                               static_cast<std::uint8_t>(bindingId >> 8),
+                               static_cast<std::uint8_t>(bindingId)};
+  for (std::size_t i = 0; i < 16; i += 2) {
+    value.push_back(
+        static_cast<std::uint8_t>(std::stoi(std::string(kSpaceId + i, 2), nullptr, 16)));
+  }
+  value.resize(value.size() + 11, 0x00);
+  bluez->advertise(device, 0x1234, value);
+  return device;
+}
+
+bool LinuxSdkWorld::until(const std::function<bool()>& condition,
+                          std::chrono::milliseconds deadline) {
+  return test::DbusMockHarness::iterateUntil(condition, deadline);
+}
+
+void LinuxSdkWorld::idle(double seconds) {
+  bool done = false;
+  const guint source = g_timeout_add(
+      static_cast<guint>(seconds * 1000),
+      [](gpointer flag) -> gboolean {
+        *static_cast<bool*>(flag) = true;
+        return G_SOURCE_REMOVE;
+      },
+      &done);
+  if (!until([&] { return done; },
+             std::chrono::milliseconds(static_cast<int>(seconds * 1000) + 30000))) {
+    g_source_remove(source);
+  }
+}
+
+std::size_t LinuxSdkWorld::callsNamed(const std::string& name) const {
+  if (!callback) return 0;
+  std::size_t count = 0;
+  for (const auto& call : callback->calls()) count += call.name == name ? 1 : 0;
+  return count;
+}
+
+std::vector<nlohmann::json> LinuxSdkWorld::eventsOfType(const std::string& type) const {
+  std::vector<nlohmann::json> events;
+  for (const auto& request : server.requests()) {
+    if (!request.path.ends_with("/device_events")) continue;
+    auto event = nlohmann::json::parse(request.body);
+    if (event.value("eventType", "") == type) events.push_back(std::move(event));
+  }
+  return events;
+}
+
+}  // namespace lumora::testing
