@@ -3,8 +3,8 @@
 // Where the library finds its resources ("sdk.plist") on Linux.
 //
 // By default the library looks in the directory of its own shared object
-// (for example /usr/lib/x86_64-linux-gnu/), then in ../share/lumora/ relative
-// to that directory (for example /usr/share/lumora/). A host that ships the
+// (for example /usr/lib/x86_64-linux-gnu/), then in <prefix>/share/lumora/
+// (../share/lumora/ or, for a multiarch library directory, ../../share/lumora/). A host that ships the
 // file elsewhere names the directory before anything else touches the SDK:
 //
 //   #include <lumora/LinuxBundle.hpp>

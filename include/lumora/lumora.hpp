@@ -13,6 +13,7 @@
 #include "lumora/ClientProfile.hpp"
 #include "lumora/Environment.hpp"
 #include "lumora/LinuxBundle.hpp"
+#include "lumora/LinuxLocationPolicy.hpp"
 #include "lumora/LumoraAdBeaconCallback.hpp"
 #include "lumora/LumoraAdBeaconError.hpp"
 #include "lumora/LumoraAdBeaconErrorType.hpp"

@@ -2,10 +2,6 @@
 
 namespace lumora {
 
-CBManagerDelegateHandler::CBManagerDelegateHandler(
-    const std::shared_ptr<CBCentralManagerProtocol>& centralManager)
-    : centralManager_(centralManager) {}
-
 std::weak_ptr<CBManagerDelegateHandlerDelegate> CBManagerDelegateHandler::delegate() const {
   return delegate_;
 }
@@ -13,10 +9,6 @@ std::weak_ptr<CBManagerDelegateHandlerDelegate> CBManagerDelegateHandler::delega
 void CBManagerDelegateHandler::setDelegate(
     std::weak_ptr<CBManagerDelegateHandlerDelegate> delegate) {
   delegate_ = std::move(delegate);
-}
-
-std::shared_ptr<CBCentralManagerProtocol> CBManagerDelegateHandler::centralManager() const {
-  return centralManager_.lock();
 }
 
 void CBManagerDelegateHandler::didUpdateState(CBManagerState state) {

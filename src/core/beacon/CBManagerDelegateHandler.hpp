@@ -11,18 +11,13 @@ namespace lumora {
 /// The Bluetooth central's delegate on behalf of the custom-beacon scanner:
 /// passes state changes on and turns each advertisement whose manufacturer
 /// data is a custom beacon into a didDiscoverBeacon call. Everything else is
-/// dropped silently.
+/// dropped silently. It needs nothing of the central itself, which holds it
+/// as its delegate.
 class CBManagerDelegateHandler : public platform::BleCentralDelegate {
  public:
-  /// The central is held weakly: it holds this handler as its delegate.
-  explicit CBManagerDelegateHandler(
-      const std::shared_ptr<CBCentralManagerProtocol>& centralManager);
-
   std::weak_ptr<CBManagerDelegateHandlerDelegate> delegate() const;
   /// Held weakly.
   void setDelegate(std::weak_ptr<CBManagerDelegateHandlerDelegate> delegate);
-  /// The central this handler was built for, while it exists.
-  std::shared_ptr<CBCentralManagerProtocol> centralManager() const;
 
   void didUpdateState(CBManagerState state);
   void centralDidUpdateState(std::int64_t state) override;
@@ -31,7 +26,6 @@ class CBManagerDelegateHandler : public platform::BleCentralDelegate {
 
  private:
   std::weak_ptr<CBManagerDelegateHandlerDelegate> delegate_;
-  const std::weak_ptr<CBCentralManagerProtocol> centralManager_;
 };
 
 }  // namespace lumora

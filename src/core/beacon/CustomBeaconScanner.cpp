@@ -30,7 +30,7 @@ CustomBeaconScanner::CustomBeaconScanner(std::shared_ptr<CBCentralManagerProtoco
                                          BeaconSettings beaconSettings)
     : AbstractBeaconScanner(std::move(locationManager), false),
       centralManager_(std::move(centralManager)),
-      delegateHandler_(std::make_shared<CBManagerDelegateHandler>(centralManager_)),
+      delegateHandler_(std::make_shared<CBManagerDelegateHandler>()),
       scanServices_{scanService(beaconSettings.customBeaconServiceUUID)} {
   centralManager_->setDelegate(delegateHandler_);
 }

@@ -10,6 +10,7 @@
 #include "platform/linux/LinuxDeviceInfo.hpp"
 #include "platform/linux/LinuxResourceBundle.hpp"
 #include "platform/linux/LinuxSystemLog.hpp"
+#include "platform/linux/LocationPolicy.hpp"
 #include "platform/linux/NetlinkReachabilityService.hpp"
 #include "platform/linux/PlistUserDefaults.hpp"
 #include "platform/linux/SystemClock.hpp"
@@ -77,11 +78,22 @@ std::shared_ptr<BluezCentral> LinuxPlatform::bluezLocked() {
 std::shared_ptr<BleCentral> LinuxPlatform::bleCentral() { return bluezLocked(); }
 
 std::shared_ptr<LocationService> LinuxPlatform::locationService() {
-  return lazy(location_, [this]() -> std::shared_ptr<LocationService> {
-    auto service = BleLocationService::create(mainQueue(), clock_, options_.locationAuthorization);
+  return lazy(location_, [this] {
+    auto service = BleLocationService::create(
+        mainQueue(), clock_,
+        options_.locationAuthorization.value_or(configuredLocationAuthorization()));
     connectToCentral(service, bluezLocked());
     return service;
   });
+}
+
+void LinuxPlatform::setLocationAuthorization(std::int64_t status) {
+  std::shared_ptr<BleLocationService> service;
+  {
+    std::lock_guard lock(mutex_);
+    service = location_;
+  }
+  if (service) mainQueue()->post([service, status] { service->setAuthorizationStatus(status); });
 }
 
 std::shared_ptr<NotificationCenter> LinuxPlatform::notificationCenter() {

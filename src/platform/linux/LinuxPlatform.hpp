@@ -8,6 +8,7 @@
 
 namespace lumora::platform {
 
+class BleLocationService;
 class BluezCentral;
 
 /// The real platform on Linux: the GLib main loop, BlueZ, freedesktop
@@ -33,6 +34,9 @@ class LinuxPlatform : public Platform {
   std::shared_ptr<HttpSession> httpSession() override;
   std::shared_ptr<UrlToolkit> urlToolkit() override;
 
+  /// Reports a new location authorization to a location service already made.
+  void setLocationAuthorization(std::int64_t status);
+
  private:
   /// The service in slot, made by make() under the lock on first use.
   template <class T, class Make>
@@ -46,7 +50,7 @@ class LinuxPlatform : public Platform {
   std::shared_ptr<MainQueue> mainQueue_;
   std::shared_ptr<ResourceBundle> bundle_;
   std::shared_ptr<BluezCentral> central_;
-  std::shared_ptr<LocationService> location_;
+  std::shared_ptr<BleLocationService> location_;
   std::shared_ptr<NotificationCenter> notifications_;
   std::shared_ptr<ReachabilityService> reachability_;
   std::shared_ptr<UserDefaults> userDefaults_;

@@ -23,9 +23,10 @@ struct LinuxPlatformOptions {
   CurlHttpSessionOptions http;
   /// The location authorization the SDK sees, as a raw status (0 notDetermined,
   /// 1 restricted, 2 denied, 3 authorizedAlways, 4 authorizedWhenInUse). Linux
-  /// has no location permission, so this is the host's policy: the default lets
-  /// the SDK monitor iBeacon regions, anything but 3 keeps it from starting.
-  std::int64_t locationAuthorization = 3;
+  /// has no location permission, so this is the host's policy; absent: what the
+  /// host set with lumora::setLocationAuthorization() (authorizedAlways unless
+  /// it did). Anything but 3 keeps the SDK from starting.
+  std::optional<std::int64_t> locationAuthorization;
 };
 
 }  // namespace lumora::platform

@@ -14,7 +14,9 @@ namespace {
 std::vector<std::filesystem::path> defaultDirectories() {
   const std::filesystem::path own = LinuxResourceBundle::libraryDirectory();
   if (own.empty()) return {};
-  return {own, (own / ".." / "share" / "lumora").lexically_normal()};
+  // <prefix>/lib/libl… or, on multiarch systems, <prefix>/lib/<triplet>/libl…
+  return {own, (own / ".." / "share" / "lumora").lexically_normal(),
+          (own / ".." / ".." / "share" / "lumora").lexically_normal()};
 }
 
 std::optional<std::vector<std::uint8_t>> readFile(const std::filesystem::path& path) {

@@ -44,16 +44,20 @@ TEST_F(LinuxResourceBundleTest, ReadsNameDotTypeFromTheGivenDirectoryAndNothingE
   EXPECT_EQ(bundle.resource("dir", "plist"), std::nullopt);
 }
 
-TEST_F(LinuxResourceBundleTest, ByDefaultSearchesTheBinarysDirectoryThenShareLumoraBesideIt) {
+TEST_F(LinuxResourceBundleTest, ByDefaultSearchesTheBinarysDirectoryThenThePrefixShareLumora) {
   // The test executable links the library statically, so its own file is the
   // binary that holds the library's code.
   const fs::path exe = fs::canonical("/proc/self/exe");
   EXPECT_EQ(LinuxResourceBundle::libraryDirectory(), exe.parent_path());
   LinuxResourceBundle bundle;
-  ASSERT_EQ(bundle.searchDirectories().size(), 2u);
+  ASSERT_EQ(bundle.searchDirectories().size(), 3u);
   EXPECT_EQ(bundle.searchDirectories()[0], exe.parent_path());
   EXPECT_EQ(bundle.searchDirectories()[1],
             (exe.parent_path().parent_path() / "share" / "lumora").lexically_normal());
+  // A multiarch library directory, <prefix>/lib/<triplet>, sits one level deeper.
+  EXPECT_EQ(bundle.searchDirectories()[2],
+            (exe.parent_path().parent_path().parent_path() / "share" / "lumora")
+                .lexically_normal());
 }
 
 TEST_F(LinuxResourceBundleTest, HostChosenDirectoryReplacesTheDefaultSearch) {

@@ -1,6 +1,8 @@
 #include <algorithm>
 
 #include "LinuxSdkWorld.hpp"
+#include <lumora/LinuxLocationPolicy.hpp>
+
 #include "platform/linux/NetlinkReachabilityService.hpp"
 
 namespace lumora::testing {
@@ -100,6 +102,19 @@ TEST_F(LinuxSdkTest, DeniedLocationPolicyRefusesTheStartAndNeverDiscovers) {
   idle(0.5);
   EXPECT_EQ(bluez->adapterCalls("SetDiscoveryFilter"), 0u);
   EXPECT_EQ(bluez->adapterCalls("StartDiscovery"), 0u);
+}
+
+TEST_F(LinuxSdkTest, HostRevokingLocationStopsMonitoringAndTheDiscoveryItNeeded) {
+  startSdk();
+  ASSERT_TRUE(until([&] { return bluez->adapterCalls("StartDiscovery") > 0; }));
+  lumora::setLocationAuthorization(LocationAuthorization::denied);
+  const bool stopped = until([&] {
+    return platform->locationService()->authorizationStatus() == 2 &&
+           platform->locationService()->monitoredRegions().empty() &&
+           bluez->adapterCalls("StopDiscovery") > 0;
+  });
+  lumora::setLocationAuthorization(LocationAuthorization::authorizedAlways);
+  EXPECT_TRUE(stopped);
 }
 
 }  // namespace
