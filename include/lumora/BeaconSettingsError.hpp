@@ -10,7 +10,12 @@ namespace lumora {
 /// Why the "BeaconSettings" section of "sdk.plist" could not be used.
 class LUMORA_EXPORT BeaconSettingsError : public std::exception {
  public:
-  enum class Kind { missingRequiredSetting, invalidUUIDFormat, missingConfiguration, missingBeaconSettings };
+  enum class Kind {
+    missingRequiredSetting,
+    invalidUUIDFormat,
+    missingConfiguration,
+    missingBeaconSettings
+  };
 
   static BeaconSettingsError missingRequiredSetting(std::string keyPath);
   static BeaconSettingsError invalidUUIDFormat(std::string text);

@@ -4,8 +4,8 @@
 //
 // By default the library looks in the directory of its own shared object
 // (for example /usr/lib/x86_64-linux-gnu/), then in <prefix>/share/lumora/
-// (../share/lumora/ or, for a multiarch library directory, ../../share/lumora/). A host that ships the
-// file elsewhere names the directory before anything else touches the SDK:
+// (../share/lumora/ or, for a multiarch library directory, ../../share/lumora/). A host that ships
+// the file elsewhere names the directory before anything else touches the SDK:
 //
 //   #include <lumora/LinuxBundle.hpp>
 //

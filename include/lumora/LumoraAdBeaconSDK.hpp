@@ -30,8 +30,8 @@ class LUMORA_EXPORT LumoraAdBeaconSDK {
 
   /// Reads the endpoints for the environment and builds the network side. Only
   /// the first successful call counts; the outcome arrives through the callback.
-  void initiate(const ClientProfile& clientProfile, std::shared_ptr<LumoraAdBeaconCallback> callback,
-                Environment environment);
+  void initiate(const ClientProfile& clientProfile,
+                std::shared_ptr<LumoraAdBeaconCallback> callback, Environment environment);
   /// Replaces the profile used by later events. Allowed at any time.
   void updateClientProfile(const ClientProfile& profile);
   /// Starts iBeacon monitoring; custom beacons are scanned while an iBeacon is near.

@@ -11,7 +11,8 @@
 namespace lumora {
 
 /// Posted by nothing in the library; kept as part of the public surface.
-inline constexpr std::string_view ReachabilityChangedNotification = "ReachabilityChangedNotification";
+inline constexpr std::string_view ReachabilityChangedNotification =
+    "ReachabilityChangedNotification";
 inline constexpr std::string_view reachabilityChanged = "reachabilityChanged";
 
 /// Why a reachability probe could not be made. Each case carries the error
@@ -27,8 +28,10 @@ class LUMORA_EXPORT ReachabilityError : public std::exception {
   };
   using SocketAddress = std::array<std::uint8_t, 16>;
 
-  static ReachabilityError failedToCreateWithAddress(SocketAddress address, std::int32_t errorNumber);
-  static ReachabilityError failedToCreateWithHostname(std::string hostname, std::int32_t errorNumber);
+  static ReachabilityError failedToCreateWithAddress(SocketAddress address,
+                                                     std::int32_t errorNumber);
+  static ReachabilityError failedToCreateWithHostname(std::string hostname,
+                                                      std::int32_t errorNumber);
   static ReachabilityError unableToSetCallback(std::int32_t errorNumber);
   static ReachabilityError unableToSetDispatchQueue(std::int32_t errorNumber);
   static ReachabilityError unableToGetFlags(std::int32_t errorNumber);
@@ -41,7 +44,8 @@ class LUMORA_EXPORT ReachabilityError : public std::exception {
   const char* what() const noexcept override;
 
  private:
-  ReachabilityError(Kind kind, std::int32_t errorNumber, SocketAddress address, std::string hostname);
+  ReachabilityError(Kind kind, std::int32_t errorNumber, SocketAddress address,
+                    std::string hostname);
 
   Kind kind_;
   std::int32_t errorNumber_;

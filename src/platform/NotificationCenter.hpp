@@ -39,7 +39,8 @@ class NotificationCenterDelegate {
   /// options: badge 1, sound 2, alert 4.
   virtual void willPresent(const NotificationRequest& notification,
                            std::function<void(std::uint64_t options)> completion) = 0;
-  virtual void didReceive(const NotificationResponse& response, std::function<void()> completion) = 0;
+  virtual void didReceive(const NotificationResponse& response,
+                          std::function<void()> completion) = 0;
 };
 
 /// The local notification center. Completions run on a queue of the platform's choosing.

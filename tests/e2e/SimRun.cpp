@@ -72,8 +72,8 @@ std::string SimRun::writePlist(const PlistOptions& options, const std::string& n
             "</dict><key>CustomBeacon</key><dict>" + entry("ServiceUUID", kServiceUuid) +
             "</dict></dict>";
   }
-  writeText(folder / name, "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>" + body +
-                               "</dict></plist>");
+  writeText(folder / name,
+            "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>" + body + "</dict></plist>");
   return name;
 }
 
@@ -115,7 +115,8 @@ SimRun::Result SimRun::runFile(const std::filesystem::path& scenarioFile) {
   result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   result.errorOutput = readText(errors);
   std::ifstream in(jsonl);
-  for (std::string line; std::getline(in, line);) result.records.push_back(nlohmann::json::parse(line));
+  for (std::string line; std::getline(in, line);)
+    result.records.push_back(nlohmann::json::parse(line));
   return result;
 }
 

@@ -28,8 +28,8 @@ json detect(double time, std::int64_t bindingId) {
 class SimScenarioTest : public SimRun {};
 
 TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJob) {
-  const auto result = runFile(std::filesystem::path(LUMORA_EXAMPLES_DIR) / "store-visit" /
-                              "scenario.json");
+  const auto result =
+      runFile(std::filesystem::path(LUMORA_EXAMPLES_DIR) / "store-visit" / "scenario.json");
   ASSERT_EQ(result.exitCode, 0) << result.errorOutput;
   EXPECT_EQ(callbackNames(result),
             (std::vector<std::string>{"onInitialized", "onCreativeReceived",
@@ -51,13 +51,13 @@ TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJob) {
 
 TEST_F(SimScenarioTest, CallsBeforeInitiateOnlyLogAndAFailedInitiateMayBeRepeated) {
   writePlist({.apiEndpoints = false});
-  const auto result = run(scenario(
-      {at(0, "start"), at(0, "stop"), detect(0, 300), initiate(1), initiate(2), at(3, "start"),
-       detect(4, 300), at(5, "probe")},
-      10));
+  const auto result = run(scenario({at(0, "start"), at(0, "stop"), detect(0, 300), initiate(1),
+                                    initiate(2), at(3, "start"), detect(4, 300), at(5, "probe")},
+                                   10));
   ASSERT_EQ(result.exitCode, 0) << result.errorOutput;
-  EXPECT_EQ(logCount(result, "LumoraAdBeaconSDK is not initialized, please call initiate method first"),
-            3u);
+  EXPECT_EQ(
+      logCount(result, "LumoraAdBeaconSDK is not initialized, please call initiate method first"),
+      3u);
   const auto callbacks = ofKind(result, "callback");
   ASSERT_EQ(callbacks.size(), 3u);
   for (int i : {0, 1}) {
@@ -77,8 +77,9 @@ TEST_F(SimScenarioTest, LifecycleGuardsAfterASuccessfulInitiate) {
                                    10));
   ASSERT_EQ(result.exitCode, 0) << result.errorOutput;
   EXPECT_EQ(callbackNames(result), std::vector<std::string>{"onInitialized"});
-  EXPECT_EQ(logCount(result, "LumoraAdBeaconSDK is already initialized. Environment can only be "
-                             "set during initialization."),
+  EXPECT_EQ(logCount(result,
+                     "LumoraAdBeaconSDK is already initialized. Environment can only be "
+                     "set during initialization."),
             1u);
   EXPECT_EQ(logCount(result, "Beacon scanning started successfully"), 1u);
   EXPECT_EQ(logCount(result, "LumoraAdBeaconSDK is already running"), 1u);
@@ -90,8 +91,9 @@ TEST_F(SimScenarioTest, MissingBeaconSettingsOrLocationPermissionRefuseToStart) 
   writePlist({.beaconSettings = false});
   auto result = run(scenario({initiate(0), at(1, "start")}, 5));
   ASSERT_EQ(result.exitCode, 0) << result.errorOutput;
-  EXPECT_EQ(logCount(result, "Failed to initialize BeaconManager: BeaconSettings section is "
-                             "missing in sdk.plist"),
+  EXPECT_EQ(logCount(result,
+                     "Failed to initialize BeaconManager: BeaconSettings section is "
+                     "missing in sdk.plist"),
             1u);
   EXPECT_EQ(ofKind(result, "callback").at(1)["message"], "BeaconManager is not initialized");
 
@@ -101,19 +103,20 @@ TEST_F(SimScenarioTest, MissingBeaconSettingsOrLocationPermissionRefuseToStart) 
   result = run(denied);
   const auto error = ofKind(result, "callback").at(1);
   EXPECT_EQ(error["code"], 1);
-  EXPECT_EQ(logCount(result, "Beacon scanning failed: Location permission not granted. Please "
-                             "allow location access in settings."),
+  EXPECT_EQ(logCount(result,
+                     "Beacon scanning failed: Location permission not granted. Please "
+                     "allow location access in settings."),
             1u);
   EXPECT_EQ(ofKind(result, "state").at(0)["isScanning"], false);
 }
 
 TEST_F(SimScenarioTest, PipelineFailuresReachTheHost) {
   writePlist({});
-  const auto result = run(scenario(
-      {initiate(0), detect(1, 999), detect(2, 666), at(3, "setNetwork", {{"reachable", false}}),
-       detect(4, 300), at(5, "setNetwork", {{"reachable", true}}), detect(6, 1234),
-       detect(7, 1234)},
-      10));
+  const auto result =
+      run(scenario({initiate(0), detect(1, 999), detect(2, 666),
+                    at(3, "setNetwork", {{"reachable", false}}), detect(4, 300),
+                    at(5, "setNetwork", {{"reachable", true}}), detect(6, 1234), detect(7, 1234)},
+                   10));
   ASSERT_EQ(result.exitCode, 0) << result.errorOutput;
   const auto callbacks = ofKind(result, "callback");
   ASSERT_EQ(callbacks.size(), 6u);
@@ -182,9 +185,9 @@ TEST_F(SimScenarioTest, ProfileUpdatesBeforeAndAfterInitiate) {
     if (event.body.value("eventType", "") != "request") continue;
     requests.emplace_back(event.path, event.body["clientInfo"]["appName"]);
   }
-  EXPECT_EQ(requests, (std::vector<std::pair<std::string, std::string>>{
-                          {"/no-tracking/device_events", "Main"},
-                          {"/tracking/device_events", "Later"}}));
+  EXPECT_EQ(requests,
+            (std::vector<std::pair<std::string, std::string>>{
+                {"/no-tracking/device_events", "Main"}, {"/tracking/device_events", "Later"}}));
   EXPECT_EQ(eventsOfType("request").back()["clientInfo"]["deviceId"], "AD-1");
 }
 
@@ -192,16 +195,16 @@ TEST_F(SimScenarioTest, BluetoothOffWhenTheGateOpensIsRetriedOnLaterIBeacons) {
   writePlist({});
   auto off = scenario(
       {initiate(0), at(1, "start"),
-       at(2, "ibeacon", {{"uuid", kIBeaconUuid}, {"major", 1}, {"minor", 2}, {"every", 1.0},
-                         {"until", 20.0}}),
+       at(2, "ibeacon",
+          {{"uuid", kIBeaconUuid}, {"major", 1}, {"minor", 2}, {"every", 1.0}, {"until", 20.0}}),
        at(10, "setBluetooth", {{"state", "poweredOn"}}),
-       at(3, "advertise", {{"manufacturerData", "3412030001 2c0a1b2c3d4e5f60710000000000000000000000"},
-                           {"serviceUUIDs", {kServiceUuid}},
-                           {"every", 0.5},
-                           {"until", 20.0}})},
+       at(3, "advertise",
+          {{"manufacturerData", "34120300012c0a1b2c3d4e5f60710000000000000000000000"},
+           {"serviceUUIDs", {kServiceUuid}},
+           {"every", 0.5},
+           {"until", 20.0}})},
       30);
   off["initial"]["bluetooth"] = "poweredOff";
-  off["steps"][4]["manufacturerData"] = "34120300012c0a1b2c3d4e5f60710000000000000000000000";
   const auto result = run(off);
   ASSERT_EQ(result.exitCode, 0) << result.errorOutput;
   const auto received = ofKind(result, "callback");
@@ -223,8 +226,7 @@ TEST_F(SimScenarioTest, UnusableScenariosExitWithOneLine) {
   };
   expectUnusable("{ not json", "bad.json");
   expectUnusable(R"({"steps":[{"at":0,"action":"dance"}],"until":1})", "dance");
-  expectUnusable(R"({"steps":[{"at":0,"action":"detect","companyId":4660}],"until":1})",
-                 "spaceId");
+  expectUnusable(R"({"steps":[{"at":0,"action":"detect","companyId":4660}],"until":1})", "spaceId");
   expectUnusable(R"({"config":"absent.plist","steps":[],"until":1})", "absent.plist");
   const auto missing = runFile(folder / "no-such-scenario.json");
   EXPECT_EQ(missing.exitCode, 2);

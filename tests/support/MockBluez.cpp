@@ -1,5 +1,6 @@
 #include "support/MockBluez.hpp"
 
+#include <memory>
 #include <stdexcept>
 
 namespace lumora::test {
@@ -7,6 +8,10 @@ namespace {
 
 constexpr const char* kBluez = "org.bluez";
 constexpr const char* kProperties = "org.freedesktop.DBus.Properties";
+constexpr const char* kMock = "org.freedesktop.DBus.Mock";
+constexpr const char* kObjectManager = "org.freedesktop.DBus.ObjectManager";
+constexpr const char* kManagerIface = "org.bluez.AdvertisementMonitorManager1";
+constexpr const char* kMonitorIface = "org.bluez.AdvertisementMonitor1";
 constexpr std::uint8_t kMeasuredPower = 0xc5;  // -59 dBm at one metre
 
 std::uint8_t hexDigit(char c) {
@@ -16,9 +21,44 @@ std::uint8_t hexDigit(char c) {
   throw std::invalid_argument("not a hexadecimal digit");
 }
 
+GVariant* monitorManagerProperties() {
+  const char* types[] = {"or_patterns"};
+  GVariantBuilder builder;
+  g_variant_builder_init(&builder, G_VARIANT_TYPE("a{sv}"));
+  g_variant_builder_add(&builder, "{sv}", "SupportedMonitorTypes", g_variant_new_strv(types, 1));
+  g_variant_builder_add(&builder, "{sv}", "SupportedFeatures", g_variant_new_strv(nullptr, 0));
+  return g_variant_builder_end(&builder);
+}
+
+MockBluez::Monitor readMonitor(const gchar* path, GVariant* properties) {
+  MockBluez::Monitor monitor;
+  monitor.path = path;
+  const gchar* type = nullptr;
+  if (g_variant_lookup(properties, "Type", "&s", &type)) monitor.type = type;
+  GVariant* patterns = g_variant_lookup_value(properties, "Patterns", G_VARIANT_TYPE("a(yyay)"));
+  if (patterns == nullptr) return monitor;
+  for (gsize i = 0; i < g_variant_n_children(patterns); ++i) {
+    MockBluez::Pattern pattern;
+    GVariant* content = nullptr;
+    g_variant_get_child(patterns, i, "(yy@ay)", &pattern.startPosition, &pattern.adType, &content);
+    gsize size = 0;
+    const auto* bytes =
+        static_cast<const std::uint8_t*>(g_variant_get_fixed_array(content, &size, 1));
+    pattern.content.assign(bytes, bytes + size);
+    g_variant_unref(content);
+    monitor.patterns.push_back(std::move(pattern));
+  }
+  g_variant_unref(patterns);
+  return monitor;
+}
+
 }  // namespace
 
 MockBluez::MockBluez(DbusMockHarness& bus) : bus_(bus) { bus_.startTemplate("bluez5", kBluez); }
+
+MockBluez::~MockBluez() {
+  if (client_) g_object_unref(client_);
+}
 
 void MockBluez::addAdapter() {
   bus_.call(kBluez, "/", "org.bluez.Mock", "AddAdapter", g_variant_new("(ss)", "hci0", "host"));
@@ -108,6 +148,136 @@ MockBluez::Bytes MockBluez::iBeaconFrame(const std::string& proximityUuid, std::
                 static_cast<std::uint8_t>(minor >> 8), static_cast<std::uint8_t>(minor & 0xff),
                 kMeasuredPower});
   return frame;
+}
+
+void MockBluez::addMonitorManager(const std::string& registerError) {
+  bus_.call(kBluez, kAdapter, kMock, "AddProperties",
+            g_variant_new("(s@a{sv})", kManagerIface, monitorManagerProperties()));
+  const std::string refusal =
+      registerError.empty()
+          ? ""
+          : "raise dbus.exceptions.DBusException('refused', name='" + registerError + "')";
+  bus_.call(kBluez, kAdapter, kMock, "AddMethod",
+            g_variant_new("(sssss)", kManagerIface, "RegisterMonitor", "o", "", refusal.c_str()));
+  bus_.call(kBluez, kAdapter, kMock, "AddMethod",
+            g_variant_new("(sssss)", kManagerIface, "UnregisterMonitor", "o", "", ""));
+  GVariantBuilder interfaces;
+  g_variant_builder_init(&interfaces, G_VARIANT_TYPE("a{sa{sv}}"));
+  g_variant_builder_add(&interfaces, "{s@a{sv}}", kManagerIface, monitorManagerProperties());
+  bus_.emitSignal(kBluez, "/", kObjectManager, "InterfacesAdded", "oa{sa{sv}}",
+                  {g_variant_new_object_path(kAdapter), g_variant_builder_end(&interfaces)});
+}
+
+std::vector<std::string> MockBluez::rootsPassedTo(const std::string& method) {
+  std::vector<std::string> roots;
+  for (const auto& args : bus_.callArguments(kBluez, kAdapter, method)) {
+    GVariant* root = nullptr;
+    g_variant_get_child(args.get(), 0, "v", &root);
+    roots.emplace_back(g_variant_get_string(root, nullptr));
+    g_variant_unref(root);
+  }
+  return roots;
+}
+
+std::vector<std::string> MockBluez::registeredRoots() { return rootsPassedTo("RegisterMonitor"); }
+
+std::vector<std::string> MockBluez::unregisteredRoots() {
+  return rootsPassedTo("UnregisterMonitor");
+}
+
+DbusMockHarness::VariantPtr MockBluez::callWhileIterating(const std::string& destination,
+                                                          const std::string& path,
+                                                          const char* iface, const char* method,
+                                                          GVariant* params, std::string* error) {
+  if (!client_) {
+    GError* failure = nullptr;
+    client_ = g_dbus_connection_new_for_address_sync(
+        bus_.address().c_str(),
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, &failure);
+    if (!client_) {
+      const std::string message = failure ? failure->message : "no connection";
+      g_clear_error(&failure);
+      throw std::runtime_error("cannot connect to the mock bus: " + message);
+    }
+  }
+  struct Outcome {
+    bool done = false;
+    GVariant* reply = nullptr;
+    std::string error;
+  };
+  auto outcome = std::make_shared<Outcome>();
+  g_dbus_connection_call(
+      client_, destination.c_str(), path.c_str(), iface, method, params, nullptr,
+      G_DBUS_CALL_FLAGS_NONE, 5000, nullptr,
+      [](GObject* source, GAsyncResult* result, gpointer data) {
+        std::unique_ptr<std::shared_ptr<Outcome>> box(static_cast<std::shared_ptr<Outcome>*>(data));
+        GError* failure = nullptr;
+        (*box)->reply = g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, &failure);
+        if (failure) (*box)->error = failure->message;
+        g_clear_error(&failure);
+        (*box)->done = true;
+      },
+      new std::shared_ptr<Outcome>(outcome));
+  if (!DbusMockHarness::iterateUntil([&] { return outcome->done; })) {
+    throw std::runtime_error(std::string(method) + " got no answer");
+  }
+  if (error) *error = outcome->error;
+  return DbusMockHarness::VariantPtr(outcome->reply, [](GVariant* value) {
+    if (value) g_variant_unref(value);
+  });
+}
+
+std::vector<MockBluez::Monitor> MockBluez::monitorsAt(const std::string& root) {
+  auto names = bus_.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                         "ListNames");
+  const gchar** list = nullptr;
+  g_variant_get(names.get(), "(^a&s)", &list);
+  std::vector<std::string> uniqueNames;
+  for (const gchar** name = list; *name; ++name) {
+    if (**name == ':') uniqueNames.emplace_back(*name);
+  }
+  g_free(list);
+  for (const auto& name : uniqueNames) {
+    std::string error;
+    auto reply =
+        callWhileIterating(name, root, kObjectManager, "GetManagedObjects", nullptr, &error);
+    if (!reply) continue;  // not the application's connection
+    applicationOwner_ = name;
+    std::vector<Monitor> monitors;
+    GVariantIter objects;
+    const gchar* path = nullptr;
+    GVariant* interfaces = nullptr;
+    GVariant* tree = g_variant_get_child_value(reply.get(), 0);
+    g_variant_iter_init(&objects, tree);
+    while (g_variant_iter_next(&objects, "{&o@a{sa{sv}}}", &path, &interfaces)) {
+      if (GVariant* properties = g_variant_lookup_value(interfaces, kMonitorIface, nullptr)) {
+        monitors.push_back(readMonitor(path, properties));
+        g_variant_unref(properties);
+      }
+      g_variant_unref(interfaces);
+    }
+    g_variant_unref(tree);
+    return monitors;
+  }
+  throw std::runtime_error("no connection exports an application at " + root);
+}
+
+void MockBluez::callMonitor(const std::string& monitorPath, const char* method,
+                            const std::string& device) {
+  std::string error;
+  auto reply = callWhileIterating(applicationOwner_, monitorPath, kMonitorIface, method,
+                                  g_variant_new("(o)", device.c_str()), &error);
+  if (!reply) throw std::runtime_error(std::string(method) + " failed: " + error);
+}
+
+void MockBluez::monitorDeviceFound(const std::string& monitorPath, const std::string& device) {
+  callMonitor(monitorPath, "DeviceFound", device);
+}
+
+void MockBluez::monitorDeviceLost(const std::string& monitorPath, const std::string& device) {
+  callMonitor(monitorPath, "DeviceLost", device);
 }
 
 }  // namespace lumora::test

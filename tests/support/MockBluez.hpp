@@ -23,6 +23,9 @@ class MockBluez {
   static constexpr const char* kAdapter = "/org/bluez/hci0";
 
   explicit MockBluez(DbusMockHarness& bus);
+  ~MockBluez();
+  MockBluez(const MockBluez&) = delete;
+  MockBluez& operator=(const MockBluez&) = delete;
 
   void addAdapter();
   void setPowered(bool powered);
@@ -43,6 +46,35 @@ class MockBluez {
   /// The arguments of the latest SetDiscoveryFilter call; throws when there was none.
   DiscoveryFilter lastDiscoveryFilter();
 
+  /// Gives the adapter org.bluez.AdvertisementMonitorManager1 (announced with
+  /// InterfacesAdded), supporting "or_patterns". RegisterMonitor and
+  /// UnregisterMonitor only record their calls; with `registerError` set,
+  /// RegisterMonitor fails with that D-Bus error name.
+  void addMonitorManager(const std::string& registerError = "");
+  /// The application roots passed to RegisterMonitor / UnregisterMonitor, oldest first.
+  std::vector<std::string> registeredRoots();
+  std::vector<std::string> unregisteredRoots();
+
+  struct Pattern {
+    std::uint8_t startPosition = 0;
+    std::uint8_t adType = 0;
+    Bytes content;
+    bool operator==(const Pattern&) const = default;
+  };
+  struct Monitor {
+    std::string path;
+    std::string type;
+    std::vector<Pattern> patterns;
+  };
+  /// Reads the monitors of the application registered at `root` as bluetoothd
+  /// does: GetManagedObjects on the root, at the connection that exports it.
+  /// Iterates the default main context while waiting, so an application served
+  /// there can answer. Throws when no connection on the bus exports the root.
+  std::vector<Monitor> monitorsAt(const std::string& root);
+  /// Calls DeviceFound / DeviceLost(device) on a monitor read by monitorsAt().
+  void monitorDeviceFound(const std::string& monitorPath, const std::string& device);
+  void monitorDeviceLost(const std::string& monitorPath, const std::string& device);
+
   /// An iBeacon frame after the company identifier: 02 15, the proximity UUID
   /// (canonical text), major and minor (big-endian) and the measured power.
   static Bytes iBeaconFrame(const std::string& proximityUuid, std::uint16_t major,
@@ -50,8 +82,18 @@ class MockBluez {
 
  private:
   void setDeviceProperty(const std::string& device, const char* name, GVariant* value);
+  /// A call from this mock's side of the bus that lets the main context run
+  /// while it waits; answers the reply or, in `error`, why there is none.
+  DbusMockHarness::VariantPtr callWhileIterating(const std::string& destination,
+                                                 const std::string& path, const char* iface,
+                                                 const char* method, GVariant* params,
+                                                 std::string* error);
+  std::vector<std::string> rootsPassedTo(const std::string& method);
+  void callMonitor(const std::string& monitorPath, const char* method, const std::string& device);
 
   DbusMockHarness& bus_;
+  GDBusConnection* client_ = nullptr;  // plays bluetoothd calling into the application
+  std::string applicationOwner_;       // the unique name that exports the last root read
 };
 
 }  // namespace lumora::test

@@ -61,8 +61,8 @@ void ScenarioRunner::startEmbeddedServer() {
   if (!scenario_.embeddedServer) return;
   DevServerConfig config;
   config.creativesDir = *scenario_.creatives;
-  config.certDir = std::filesystem::temp_directory_path() /
-                   ("lumora-sim-" + std::to_string(::getpid()));
+  config.certDir =
+      std::filesystem::temp_directory_path() / ("lumora-sim-" + std::to_string(::getpid()));
   config.keepAliveSeconds = 0;
   server_ = std::make_unique<DevServerEngine>(config);
   try {
@@ -103,8 +103,9 @@ void ScenarioRunner::installBundle() {
 }
 
 void ScenarioRunner::observe() {
-  phone_->platform->log->setObserver(
-      [this](const platform::LogRecord& line) { sink_.write(LogLineRecord{now(), line}); });
+  phone_->platform->log->setObserver([this](const platform::LogRecord& line) {
+    sink_.write(LogLineRecord{now(), line});
+  });
   phone_->central->setScanObserver([this](const platform::SimBleCentral::ScanRecord& scan) {
     const bool start = scan.action == platform::SimBleCentral::ScanRecord::Action::start;
     sink_.write(ScanRecord{now(), start, scan.serviceUuids, scan.allowDuplicates});

@@ -12,8 +12,8 @@ LumoraLogger& LumoraLogger::shared() {
 }
 
 std::string LumoraLogger::formatTimestamp(platform::TimePoint time) {
-  const std::time_t seconds = std::chrono::system_clock::to_time_t(
-      std::chrono::floor<std::chrono::seconds>(time));
+  const std::time_t seconds =
+      std::chrono::system_clock::to_time_t(std::chrono::floor<std::chrono::seconds>(time));
   std::tm local{};
   localtime_r(&seconds, &local);
   char text[32];

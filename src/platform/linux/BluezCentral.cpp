@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "core/util/LumoraLogger.hpp"
 #include "platform/linux/DbusValues.hpp"
 
 namespace lumora::platform {
@@ -13,6 +14,10 @@ constexpr const char* kObjectManager = "org.freedesktop.DBus.ObjectManager";
 constexpr const char* kProperties = "org.freedesktop.DBus.Properties";
 constexpr const char* kAdapterIface = "org.bluez.Adapter1";
 constexpr const char* kDeviceIface = "org.bluez.Device1";
+constexpr const char* kMonitorManagerIface = "org.bluez.AdvertisementMonitorManager1";
+
+constexpr std::string_view kLogFile = "BluezCentral";
+constexpr std::string_view kMonitoringFunction = "setMonitoringDemand(_:)";
 
 constexpr std::int64_t kUnknown = 0;
 constexpr std::int64_t kUnsupported = 2;
@@ -28,6 +33,31 @@ bool isAccessError(const DbusError& error) {
 /// Looks up `key` in an a{sv} dictionary; the caller owns the result.
 GVariant* lookup(GVariant* dictionary, const char* key) {
   return g_variant_lookup_value(dictionary, key, nullptr);
+}
+
+bool poweredIn(GVariant* properties) {
+  gboolean powered = FALSE;
+  return g_variant_lookup(properties, "Powered", "b", &powered) && powered;
+}
+
+/// A manager without SupportedMonitorTypes is taken at its word; one that
+/// lists its types must list "or_patterns".
+bool supportsOrPatterns(GVariant* managerProperties) {
+  GVariant* types = lookup(managerProperties, "SupportedMonitorTypes");
+  if (types == nullptr) return true;
+  const auto list = stringList(types);
+  g_variant_unref(types);
+  return std::find(list.begin(), list.end(), "or_patterns") != list.end();
+}
+
+/// iBeacon frames: manufacturer-specific data (AD type 0xFF) starting with
+/// Apple's company identifier (4C 00, little-endian) and the iBeacon type 02 15.
+std::vector<BluezAdvertisementMonitor::Pattern> iBeaconPatterns() {
+  return {{0, 0xff, {0x4c, 0x00, 0x02, 0x15}}};
+}
+
+void logMonitoring(const std::string& message) {
+  LUMORA_LOG(LogLevel::info, kLogFile, kMonitoringFunction, message);
 }
 
 GVariant* discoveryFilter(const std::vector<std::string>& services, bool duplicates) {
@@ -54,7 +84,10 @@ std::shared_ptr<BluezCentral> BluezCentral::create(std::shared_ptr<MainQueue> ma
   return central;
 }
 
-BluezCentral::~BluezCentral() { cancelRestartTimer(); }
+BluezCentral::~BluezCentral() {
+  cancelRestartTimer();
+  dropMonitorApplication(true);
+}
 
 void BluezCentral::connect() {
   std::string failure;
@@ -176,10 +209,18 @@ void BluezCentral::onInterfacesAdded(GVariant* parameters) {
 }
 
 void BluezCentral::onObject(const std::string& path, GVariant* interfaces, bool reportDevices) {
-  if (GVariant* adapter = lookup(interfaces, kAdapterIface)) {
-    if (!adapter_) onAdapterProperties(path, adapter);
-    g_variant_unref(adapter);
+  GVariant* adapter = lookup(interfaces, kAdapterIface);
+  GVariant* manager = lookup(interfaces, kMonitorManagerIface);
+  if (adapter && !adapter_) {
+    adapter_ = Adapter{path, poweredIn(adapter), manager && supportsOrPatterns(manager)};
+    reconfigureDiscovery();  // resumes what was requested on the new adapter
+  } else if (manager && adapter_ && adapter_->path == path &&
+             adapter_->monitorManager != supportsOrPatterns(manager)) {
+    adapter_->monitorManager = !adapter_->monitorManager;
+    reconfigureDiscovery();
   }
+  if (adapter) g_variant_unref(adapter);
+  if (manager) g_variant_unref(manager);
   if (GVariant* device = lookup(interfaces, kDeviceIface)) {
     onDeviceProperties(path, device, reportDevices);
     g_variant_unref(device);
@@ -196,10 +237,17 @@ void BluezCentral::onInterfacesRemoved(GVariant* parameters) {
   const auto has = [&](const char* iface) {
     return std::find(removed.begin(), removed.end(), iface) != removed.end();
   };
-  if (has(kDeviceIface)) devices_.erase(path);
-  if (has(kAdapterIface) && adapter_ && adapter_->path == path) {
+  if (has(kDeviceIface)) {
+    devices_.erase(path);
+    foundDevices_.erase(path);
+  }
+  const bool ours = adapter_ && adapter_->path == path;
+  if (ours && has(kAdapterIface)) {
     forgetAdapter();
     loadManagedObjects(false);  // another adapter may take over
+  } else if (ours && has(kMonitorManagerIface)) {
+    adapter_->monitorManager = false;
+    fallBackToDiscovery("The adapter no longer offers advertisement monitors");
   }
   updateState();
 }
@@ -212,7 +260,7 @@ void BluezCentral::onPropertiesChanged(const std::string& path, GVariant* parame
   g_variant_get(parameters, "(&s@a{sv}@as)", &iface, &changed, &invalidated);
   const std::string interfaceName = iface;
   if (interfaceName == kAdapterIface && adapter_ && adapter_->path == path) {
-    onAdapterProperties(path, changed);
+    onAdapterProperties(changed);
   } else if (interfaceName == kDeviceIface) {
     auto device = devices_.find(path);
     if (device != devices_.end() && g_variant_n_children(invalidated) > 0) {
@@ -229,8 +277,7 @@ void BluezCentral::onPropertiesChanged(const std::string& path, GVariant* parame
   updateState();
 }
 
-void BluezCentral::onAdapterProperties(const std::string& path, GVariant* properties) {
-  if (!adapter_) adapter_ = Adapter{path, false};
+void BluezCentral::onAdapterProperties(GVariant* properties) {
   GVariant* powered = lookup(properties, "Powered");
   if (powered == nullptr) return;
   const bool wasPowered = adapter_->powered;
@@ -271,19 +318,150 @@ void BluezCentral::onDeviceProperties(const std::string& path, GVariant* propert
     }
     g_variant_unref(value);
   }
-  if (report && advertised && device.rssi) this->report(device);
+  // Without an RSSI a cached device is not being heard, unless the monitor holds it found.
+  const bool heard = device.rssi || foundDevices_.count(path) > 0;
+  if (report && advertised && heard) this->report(path, device);
 }
 
 void BluezCentral::forgetAdapter() {
+  dropMonitorApplication(false);  // its registration went with the adapter or bluetoothd
+  monitorRefused_ = false;        // a new one may accept it
   adapter_.reset();
   devices_.clear();
   discovering_ = false;
+}
+
+// --- BlueZ's advertisement monitor ------------------------------------------------
+
+bool BluezCentral::monitorServedByBluez() const {
+  return monitoringDemanded_ && adapter_ && adapter_->monitorManager && !monitorRefused_;
+}
+
+bool BluezCentral::monitorByDiscovery() const {
+  return monitoringDemanded_ && !monitorServedByBluez();
+}
+
+void BluezCentral::updateMonitorApplication() {
+  const bool wanted = monitorServedByBluez();
+  if (wanted && !monitorApplication_) registerMonitor();
+  if (!wanted && monitorApplication_) dropMonitorApplication(true);
+}
+
+void BluezCentral::registerMonitor() {
+  std::weak_ptr<BluezCentral> weak = weak_from_this();
+  BluezAdvertisementMonitor::Events events;
+  events.deviceFound = [weak](const std::string& device) {
+    if (auto self = weak.lock()) self->onMonitorDeviceFound(device);
+  };
+  events.deviceLost = [weak](const std::string& device) {
+    if (auto self = weak.lock()) self->onMonitorDeviceLost(device);
+  };
+  events.released = [weak] {
+    if (auto self = weak.lock()) self->fallBackToDiscovery("bluetoothd released the monitor");
+  };
+  std::string failure;
+  auto application = BluezAdvertisementMonitor::create(bus_->connection(), iBeaconPatterns(),
+                                                       options_.monitorLostAfterSeconds,
+                                                       std::move(events), &failure);
+  if (!application) {
+    logMonitoring("Cannot export the advertisement monitor (" + failure +
+                  "); using discovery instead");
+    monitorRefused_ = true;
+    return;
+  }
+  monitorApplication_ = application;
+  bus_->call(kBluez, adapter_->path, kMonitorManagerIface, "RegisterMonitor",
+             g_variant_new("(o)", application->rootPath().c_str()), options_.callTimeoutMs,
+             [weak, application = std::weak_ptr(application)](
+                 GVariant*, const std::optional<DbusError>& error) {
+               auto self = weak.lock();
+               if (!self || !self->monitorApplication_ ||
+                   self->monitorApplication_ != application.lock()) {
+                 return;
+               }
+               self->onMonitorRegistered(error);
+             });
+}
+
+void BluezCentral::onMonitorRegistered(const std::optional<DbusError>& error) {
+  if (error) {
+    return fallBackToDiscovery("RegisterMonitor failed (" + error->name + ": " + error->message +
+                               ")");
+  }
+  monitorRegistered_ = true;
+  logMonitoring("Advertisement monitor registered on " + adapter_->path);
+}
+
+void BluezCentral::fallBackToDiscovery(const std::string& reason) {
+  if (!monitorApplication_) return;
+  logMonitoring(reason + "; using discovery instead");
+  monitorRefused_ = true;
+  dropMonitorApplication(monitorRegistered_);
+  reconfigureDiscovery();
+}
+
+void BluezCentral::dropMonitorApplication(bool unregister) {
+  if (!monitorApplication_) return;
+  // Sent even while RegisterMonitor is in flight: bluetoothd handles both in order.
+  if (unregister && bus_ && adapter_) {
+    bus_->call(kBluez, adapter_->path, kMonitorManagerIface, "UnregisterMonitor",
+               g_variant_new("(o)", monitorApplication_->rootPath().c_str()),
+               options_.callTimeoutMs, [](GVariant*, const std::optional<DbusError>&) {});
+  }
+  monitorApplication_.reset();
+  monitorRegistered_ = false;
+  foundDevices_.clear();
+  updateRefreshTimer();
+}
+
+void BluezCentral::onMonitorDeviceFound(const std::string& path) {
+  if (!monitorApplication_) return;
+  foundDevices_.insert(path);
+  updateRefreshTimer();
+  std::weak_ptr<BluezCentral> weak = weak_from_this();
+  bus_->call(kBluez, path, kProperties, "GetAll", g_variant_new("(s)", kDeviceIface),
+             options_.callTimeoutMs,
+             [weak, path, generation = ownerGeneration_](GVariant* result,
+                                                         const std::optional<DbusError>& error) {
+               auto self = weak.lock();
+               if (!self || error || generation != self->ownerGeneration_) return;
+               GVariant* properties = g_variant_get_child_value(result, 0);
+               self->onDeviceProperties(path, properties, true);
+               g_variant_unref(properties);
+             });
+}
+
+void BluezCentral::onMonitorDeviceLost(const std::string& path) {
+  foundDevices_.erase(path);
+  updateRefreshTimer();
+}
+
+void BluezCentral::updateRefreshTimer() {
+  if (foundDevices_.empty()) {
+    if (refreshTimer_) refreshTimer_->invalidate();
+    refreshTimer_.reset();
+    return;
+  }
+  if (refreshTimer_) return;
+  std::weak_ptr<BluezCentral> weak = weak_from_this();
+  refreshTimer_ = mainQueue_->scheduleTimer(options_.monitorRefreshSeconds, true, [weak](Timer&) {
+    if (auto self = weak.lock()) self->onRefreshTick();
+  });
+}
+
+void BluezCentral::onRefreshTick() {
+  if (!monitoringDemanded_ || !monitor_) return;
+  for (const auto& path : foundDevices_) {
+    auto device = devices_.find(path);
+    if (device != devices_.end()) postToMonitor(advertisementOf(device->second));
+  }
 }
 
 // --- Discovery -----------------------------------------------------------------
 
 void BluezCentral::reconfigureDiscovery() {
   ++scanGeneration_;
+  if (bus_) updateMonitorApplication();
   updateRestartTimer();
   if (discoveryWanted()) {
     startDiscovery();  // a running discovery takes the new filter
@@ -292,10 +470,10 @@ void BluezCentral::reconfigureDiscovery() {
   }
 }
 
-bool BluezCentral::discoveryWanted() const { return scanRequested_ || monitoringDemanded_; }
+bool BluezCentral::discoveryWanted() const { return scanRequested_ || monitorByDiscovery(); }
 
 bool BluezCentral::duplicatesWanted() const {
-  return monitoringDemanded_ || (scanRequested_ && allowDuplicates_);
+  return monitorByDiscovery() || (scanRequested_ && allowDuplicates_);
 }
 
 void BluezCentral::updateRestartTimer() {
@@ -319,11 +497,11 @@ void BluezCentral::startDiscovery() {
     return self.scanGeneration_ == generation && self.canDiscover() &&
            self.adapter_->path == adapterPath;
   };
-  // The monitor needs every advertisement, so its demand widens the filter to
-  // all services; the scan's services are then checked in report().
+  // A monitor fed by discovery needs every advertisement, so it widens the
+  // filter to all services; the scan's services are then checked in report().
   const std::vector<std::string> noServices;
   bus_->call(kBluez, adapterPath, kAdapterIface, "SetDiscoveryFilter",
-             discoveryFilter(monitoringDemanded_ ? noServices : services_, duplicatesWanted()),
+             discoveryFilter(monitorByDiscovery() ? noServices : services_, duplicatesWanted()),
              options_.callTimeoutMs,
              [weak, isCurrent, adapterPath](GVariant*, const std::optional<DbusError>& error) {
                auto self = weak.lock();
@@ -407,21 +585,33 @@ bool BluezCentral::reportsToScan(const Device& device) {
   return allowDuplicates_ || reportedOnce_.insert(device.address).second;
 }
 
-void BluezCentral::report(const Device& device) {
-  const bool toMonitor = monitoringDemanded_ && monitor_;
-  const bool toScan = reportsToScan(device);
-  if (!toMonitor && !toScan) return;
+bool BluezCentral::monitorHears(const std::string& path) const {
+  if (!monitoringDemanded_ || !monitor_) return false;
+  return monitorByDiscovery() || foundDevices_.count(path) > 0;
+}
+
+AdvertisementData BluezCentral::advertisementOf(const Device& device) {
   AdvertisementData advertisement;
   advertisement.peripheralId = device.address;
   advertisement.manufacturerData = device.manufacturerData;
   advertisement.serviceUuids = device.serviceUuids;
   advertisement.rssi = device.rssi.value_or(0);
-  if (toMonitor) {
-    mainQueue_->post([weak = weak_from_this(), advertisement] {
-      auto self = weak.lock();
-      if (self && self->monitoringDemanded_ && self->monitor_) self->monitor_(advertisement);
-    });
-  }
+  return advertisement;
+}
+
+void BluezCentral::postToMonitor(const AdvertisementData& advertisement) {
+  mainQueue_->post([weak = weak_from_this(), advertisement] {
+    auto self = weak.lock();
+    if (self && self->monitoringDemanded_ && self->monitor_) self->monitor_(advertisement);
+  });
+}
+
+void BluezCentral::report(const std::string& path, const Device& device) {
+  const bool toMonitor = monitorHears(path);
+  const bool toScan = reportsToScan(device);
+  if (!toMonitor && !toScan) return;
+  AdvertisementData advertisement = advertisementOf(device);
+  if (toMonitor) postToMonitor(advertisement);
   if (toScan) {
     mainQueue_->post([delegate = delegate_, advertisement = std::move(advertisement)] {
       if (auto target = delegate.lock()) target->centralDidDiscover(advertisement);

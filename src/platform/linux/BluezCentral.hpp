@@ -11,6 +11,7 @@
 
 #include "platform/BleCentral.hpp"
 #include "platform/MainQueue.hpp"
+#include "platform/linux/BluezAdvertisementMonitor.hpp"
 #include "platform/linux/DbusClient.hpp"
 
 namespace lumora::platform {
@@ -37,17 +38,26 @@ namespace lumora::platform {
 /// controller's duplicate filter otherwise passes an unchanged advertisement
 /// only about once per discovery session.
 ///
-/// A second, independent consumer, the advertisement monitor, receives every
-/// advertisement heard (any service, duplicates included) while monitoring is
-/// demanded; iBeacon region monitoring is built on it. Discovery runs while
-/// either consumer needs it, with one filter that satisfies both: while the
-/// monitor is demanded it has no service UUIDs and allows duplicates, and the
-/// scan's service UUIDs are then enforced only here. Stopping the scan leaves
-/// the discovery the monitor still needs running.
+/// A second, independent consumer, the advertisement monitor, receives the
+/// advertisements iBeacon region monitoring is built on while monitoring is
+/// demanded. Where the adapter offers org.bluez.AdvertisementMonitorManager1
+/// with "or_patterns", a BluezAdvertisementMonitor matching iBeacon frames
+/// (manufacturer data 4C 00 02 15) is registered for it: a device bluetoothd
+/// reports with DeviceFound is read and reported, every later advertisement
+/// change of it too, and its last advertisement is reported again every
+/// `monitorRefreshSeconds` until DeviceLost, since BlueZ signals nothing for an
+/// unchanged advertisement. No discovery runs for the monitor then. Without
+/// the manager, or when RegisterMonitor fails or bluetoothd releases the
+/// monitor, discovery serves the monitor instead: every advertisement heard
+/// (any service, duplicates included) goes to it, and discovery runs while
+/// either consumer needs it, with one filter that satisfies both (no service
+/// UUIDs, duplicates allowed; the scan's service UUIDs are then enforced only
+/// here). Stopping the scan leaves the discovery the monitor still needs
+/// running. The monitor is unregistered when the demand ends and on
+/// destruction, and registered again for a new bluetoothd or adapter.
 ///
-/// Advertisement monitors (org.bluez.AdvertisementMonitorManager1) are not
-/// used: they need an exported D-Bus object tree and are still experimental on
-/// many BlueZ releases, while discovery works everywhere.
+/// The custom-beacon scan always uses discovery: its beacons are known only by
+/// a service UUID, which an advertisement monitor pattern cannot express.
 ///
 /// Call on the main queue (the default GLib main context's thread).
 class BluezCentral : public BleCentral, public std::enable_shared_from_this<BluezCentral> {
@@ -56,6 +66,10 @@ class BluezCentral : public BleCentral, public std::enable_shared_from_this<Blue
     /// A D-Bus address to use instead of the system bus (tests use a private bus).
     std::optional<std::string> busAddress;
     double discoveryRestartSeconds = 4.5;
+    /// How often a device the advertisement monitor holds found is reported again.
+    double monitorRefreshSeconds = 2.0;
+    /// Silence after which bluetoothd reports a monitored device lost.
+    std::uint16_t monitorLostAfterSeconds = 5;
     int callTimeoutMs = 5000;
   };
 
@@ -70,10 +84,12 @@ class BluezCentral : public BleCentral, public std::enable_shared_from_this<Blue
   void stopScan() override;
 
   using AdvertisementMonitor = std::function<void(const AdvertisementData&)>;
-  /// Receives, on the main queue, every advertisement heard while monitoring
-  /// is demanded.
+  /// Receives, on the main queue, advertisements heard while monitoring is
+  /// demanded: those of iBeacons BlueZ's monitor holds found, or every one
+  /// heard when discovery serves the monitor.
   void setAdvertisementMonitor(AdvertisementMonitor monitor);
-  /// Keeps discovery running for the monitor while true, scan or no scan.
+  /// Keeps the monitor fed while true, scan or no scan: through BlueZ's
+  /// advertisement monitor where available, else through discovery.
   void setMonitoringDemand(bool demanded);
 
  private:
@@ -87,6 +103,7 @@ class BluezCentral : public BleCentral, public std::enable_shared_from_this<Blue
   struct Adapter {
     std::string path;
     bool powered = false;
+    bool monitorManager = false;  // offers AdvertisementMonitorManager1 with "or_patterns"
   };
 
   BluezCentral(std::shared_ptr<MainQueue> mainQueue, Options options);
@@ -100,11 +117,27 @@ class BluezCentral : public BleCentral, public std::enable_shared_from_this<Blue
   void onInterfacesRemoved(GVariant* parameters);
   void onPropertiesChanged(const std::string& path, GVariant* parameters);
   void onObject(const std::string& path, GVariant* interfaces, bool reportDevices);
-  void onAdapterProperties(const std::string& path, GVariant* properties);
+  void onAdapterProperties(GVariant* properties);
   void onDeviceProperties(const std::string& path, GVariant* properties, bool report);
   void forgetAdapter();
 
-  /// Applies a change of either consumer: starts, re-filters or stops discovery.
+  /// Registers or unregisters the advertisement monitor application as the
+  /// demand and the adapter's abilities require.
+  void updateMonitorApplication();
+  bool monitorServedByBluez() const;
+  bool monitorByDiscovery() const;
+  void registerMonitor();
+  void onMonitorRegistered(const std::optional<DbusError>& error);
+  /// Gives up the advertisement monitor: discovery serves the monitor from now on.
+  void fallBackToDiscovery(const std::string& reason);
+  void dropMonitorApplication(bool unregister);
+  void onMonitorDeviceFound(const std::string& path);
+  void onMonitorDeviceLost(const std::string& path);
+  void updateRefreshTimer();
+  void onRefreshTick();
+
+  /// Applies a change of either consumer: registers or drops the advertisement
+  /// monitor, and starts, re-filters or stops discovery.
   void reconfigureDiscovery();
   bool discoveryWanted() const;
   bool duplicatesWanted() const;
@@ -117,8 +150,11 @@ class BluezCentral : public BleCentral, public std::enable_shared_from_this<Blue
   void onDiscoveryError(const DbusError& error);
   bool canDiscover() const;
 
-  void report(const Device& device);
+  void report(const std::string& path, const Device& device);
+  bool monitorHears(const std::string& path) const;
   bool reportsToScan(const Device& device);
+  static AdvertisementData advertisementOf(const Device& device);
+  void postToMonitor(const AdvertisementData& advertisement);
   bool passesFilter(const Device& device) const;
   void updateState();
   std::int64_t computeState() const;
@@ -146,6 +182,12 @@ class BluezCentral : public BleCentral, public std::enable_shared_from_this<Blue
   AdvertisementMonitor monitor_;
   bool monitoringDemanded_ = false;
   std::shared_ptr<Timer> restartTimer_;
+
+  std::shared_ptr<BluezAdvertisementMonitor> monitorApplication_;  // registering or registered
+  bool monitorRegistered_ = false;
+  bool monitorRefused_ = false;         // until the adapter or bluetoothd changes
+  std::set<std::string> foundDevices_;  // object paths between DeviceFound and DeviceLost
+  std::shared_ptr<Timer> refreshTimer_;
 };
 
 }  // namespace lumora::platform

@@ -50,6 +50,8 @@ class DbusClient {
                  const std::string& path, Signal handler);
   /// Reports whether `name` has an owner: once when known, then on every change.
   void watchName(const std::string& name, NameOwner handler);
+  /// The connection itself, for exporting objects on it; owned by this client.
+  GDBusConnection* connection() const { return connection_; }
 
  private:
   explicit DbusClient(GDBusConnection* connection);

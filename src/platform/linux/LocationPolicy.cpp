@@ -10,7 +10,8 @@ namespace lumora {
 namespace {
 
 std::atomic<std::int64_t>& policy() {
-  static std::atomic<std::int64_t> status{static_cast<std::int64_t>(LocationAuthorization::authorizedAlways)};
+  static std::atomic<std::int64_t> status{
+      static_cast<std::int64_t>(LocationAuthorization::authorizedAlways)};
   return status;
 }
 
@@ -20,7 +21,8 @@ void setLocationAuthorization(LocationAuthorization status) {
   const auto raw = static_cast<std::int64_t>(status);
   policy().store(raw);
   // A platform already running reports the change to the SDK.
-  if (auto linux = std::dynamic_pointer_cast<platform::LinuxPlatform>(platform::Platform::installed())) {
+  if (auto linux =
+          std::dynamic_pointer_cast<platform::LinuxPlatform>(platform::Platform::installed())) {
     linux->setLocationAuthorization(raw);
   }
 }

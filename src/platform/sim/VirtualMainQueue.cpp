@@ -38,7 +38,8 @@ class VirtualMainQueue::Entry {
   bool repeats = false;
 };
 
-VirtualMainQueue::VirtualMainQueue(std::shared_ptr<VirtualClock> clock) : clock_(std::move(clock)) {}
+VirtualMainQueue::VirtualMainQueue(std::shared_ptr<VirtualClock> clock)
+    : clock_(std::move(clock)) {}
 
 VirtualMainQueue::~VirtualMainQueue() {
   // Entries may hold the last references to objects whose destructors post
@@ -151,15 +152,15 @@ void VirtualMainQueue::runUntil(TimePoint end) {
 }
 
 void VirtualMainQueue::runFor(double seconds) {
-  runUntil(clock_->now() + std::chrono::duration_cast<TimePoint::duration>(
-                               std::chrono::duration<double>(seconds)));
+  runUntil(clock_->now() +
+           std::chrono::duration_cast<TimePoint::duration>(std::chrono::duration<double>(seconds)));
 }
 
 std::size_t VirtualMainQueue::pendingCount() const {
   std::lock_guard lock(mutex_);
-  return static_cast<std::size_t>(std::count_if(entries_.begin(), entries_.end(), [](const auto& item) {
-    return !item.second->timer || item.second->timer->isValid();
-  }));
+  return static_cast<std::size_t>(std::count_if(
+      entries_.begin(), entries_.end(),
+      [](const auto& item) { return !item.second->timer || item.second->timer->isValid(); }));
 }
 
 void VirtualMainQueue::beginExternalWork() {

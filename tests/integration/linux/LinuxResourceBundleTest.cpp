@@ -55,9 +55,9 @@ TEST_F(LinuxResourceBundleTest, ByDefaultSearchesTheBinarysDirectoryThenThePrefi
   EXPECT_EQ(bundle.searchDirectories()[1],
             (exe.parent_path().parent_path() / "share" / "lumora").lexically_normal());
   // A multiarch library directory, <prefix>/lib/<triplet>, sits one level deeper.
-  EXPECT_EQ(bundle.searchDirectories()[2],
-            (exe.parent_path().parent_path().parent_path() / "share" / "lumora")
-                .lexically_normal());
+  EXPECT_EQ(
+      bundle.searchDirectories()[2],
+      (exe.parent_path().parent_path().parent_path() / "share" / "lumora").lexically_normal());
 }
 
 TEST_F(LinuxResourceBundleTest, HostChosenDirectoryReplacesTheDefaultSearch) {

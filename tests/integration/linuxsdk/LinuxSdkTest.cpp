@@ -1,7 +1,7 @@
 #include <algorithm>
 
-#include "LinuxSdkWorld.hpp"
 #include <lumora/LinuxLocationPolicy.hpp>
+#include "LinuxSdkWorld.hpp"
 
 #include "platform/linux/NetlinkReachabilityService.hpp"
 

@@ -37,14 +37,12 @@ std::string FacadeWorld::sdkPlist(const std::string& omittedSection) const {
                             keyValue("NoTrackingEventURL", server.url("/nt")) +
                             keyValue("CreativeCDNURL", server.hostAndPort()) +
                             keyValue("CreativeBucketName", "bucket") + "</dict>";
-  const std::string endpoints =
-      "<key>APIEndpoints</key><dict><key>Stage</key>" + group + "<key>Production</key>" + group +
-      "</dict>";
-  const std::string settings = std::string("<key>BeaconSettings</key><dict>") +
-                               "<key>AppleBeacon</key><dict>" + keyValue("UUID", kIBeaconUuid) +
-                               keyValue("Identifier", "store") + "</dict>" +
-                               "<key>CustomBeacon</key><dict>" +
-                               keyValue("ServiceUUID", kServiceUuid) + "</dict></dict>";
+  const std::string endpoints = "<key>APIEndpoints</key><dict><key>Stage</key>" + group +
+                                "<key>Production</key>" + group + "</dict>";
+  const std::string settings =
+      std::string("<key>BeaconSettings</key><dict>") + "<key>AppleBeacon</key><dict>" +
+      keyValue("UUID", kIBeaconUuid) + keyValue("Identifier", "store") + "</dict>" +
+      "<key>CustomBeacon</key><dict>" + keyValue("ServiceUUID", kServiceUuid) + "</dict></dict>";
   return "<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist version=\"1.0\"><dict>" +
          (omittedSection == "APIEndpoints" ? "" : endpoints) +
          (omittedSection == "BeaconSettings" ? "" : settings) + "</dict></plist>";
@@ -58,8 +56,8 @@ void FacadeWorld::createFacade() { facade = SdkFacade::create(phone.platform); }
 
 void FacadeWorld::initiate(std::optional<std::string> advertisingId) {
   if (!facade) createFacade();
-  facade->initiate(ClientProfile("+15550100", "a@example.com", "StoreApp", advertisingId),
-                   callback, Environment::stage);
+  facade->initiate(ClientProfile("+15550100", "a@example.com", "StoreApp", advertisingId), callback,
+                   Environment::stage);
 }
 
 void FacadeWorld::serveCreative(std::int64_t bindingId, const std::string& json, int status) {
@@ -80,7 +78,8 @@ std::vector<TestHttpsServer::Request> FacadeWorld::requestsTo(const std::string&
 std::vector<nlohmann::json> FacadeWorld::events() const {
   std::vector<nlohmann::json> events;
   for (const auto& request : server.requests()) {
-    if (request.path.ends_with("/device_events")) events.push_back(nlohmann::json::parse(request.body));
+    if (request.path.ends_with("/device_events"))
+      events.push_back(nlohmann::json::parse(request.body));
   }
   return events;
 }

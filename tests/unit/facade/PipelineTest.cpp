@@ -79,7 +79,8 @@ TEST_F(PipelineTest, UncappedCreativeIsReportedDeliveredAndShownOnEveryDetection
   std::vector<std::string> types;
   for (const auto& event : events()) types.push_back(event["eventType"]);
   std::sort(types.begin(), types.end());
-  EXPECT_EQ(types, (std::vector<std::string>{"notification", "notification", "request", "request"}));
+  EXPECT_EQ(types,
+            (std::vector<std::string>{"notification", "notification", "request", "request"}));
   const auto first = events();
   const auto request = std::find_if(first.begin(), first.end(),
                                     [](const auto& e) { return e["eventType"] == "request"; });
@@ -150,9 +151,8 @@ TEST_F(PipelineTest, FailedRequestEventIsLoggedAndReported) {
   // The request event and the notification event both fail.
   ASSERT_EQ(errors.size(), 2u);
   for (const auto& error : errors) EXPECT_EQ(error.code(), ErrorType::unknown);
-  const bool hasRequestFailure = std::any_of(errors.begin(), errors.end(), [](const auto& e) {
-    return e.message() == "HTTP error: 500";
-  });
+  const bool hasRequestFailure = std::any_of(
+      errors.begin(), errors.end(), [](const auto& e) { return e.message() == "HTTP error: 500"; });
   EXPECT_TRUE(hasRequestFailure);
 }
 
@@ -169,8 +169,8 @@ TEST_F(PipelineTest, TapReportsAClickThenCallsTheHost) {
   EXPECT_EQ(clicked.spaceId(), kSpaceId);
   EXPECT_EQ(clicked.data(), std::optional<std::string>("payload"));
   const auto all = events();
-  const auto click = std::find_if(all.begin(), all.end(),
-                                  [](const auto& e) { return e["eventType"] == "click"; });
+  const auto click =
+      std::find_if(all.begin(), all.end(), [](const auto& e) { return e["eventType"] == "click"; });
   ASSERT_NE(click, all.end());
   EXPECT_EQ((*click)["cid"], 12);
   EXPECT_EQ((*click)["crid"], 345);

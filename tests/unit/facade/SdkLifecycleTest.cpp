@@ -75,9 +75,10 @@ TEST_F(SdkLifecycleTest, StartWithoutAlwaysLocationReportsTheScannerError) {
 TEST_F(SdkLifecycleTest, MissingBeaconSettingsLeaveTheFacadeWithoutBeaconManager) {
   installPlist(sdkPlist("BeaconSettings"));
   initiate();
-  EXPECT_EQ(phone.platform->log->count(
-                "Failed to initialize BeaconManager: BeaconSettings section is missing in sdk.plist"),
-            1u);
+  EXPECT_EQ(
+      phone.platform->log->count(
+          "Failed to initialize BeaconManager: BeaconSettings section is missing in sdk.plist"),
+      1u);
   facade->start();
   runFor(0);
   ASSERT_EQ(callback->errors().size(), 1u);
