@@ -52,6 +52,7 @@ class SdkFacade::ListenerProxy : public BeaconListener {
 // Everything a creative fetch carries from the moment of detection, so that the
 // continuation on the HTTP thread reads no facade field.
 struct SdkFacade::Detection {
+  std::weak_ptr<SdkFacade> facade;
   std::int64_t companyId;
   std::string spaceId;
   std::int64_t bindingId;
@@ -233,7 +234,8 @@ void SdkFacade::onBeaconDetected(std::int64_t companyId, const std::string& spac
                 "CreativeWebService is not initialized");
     return;
   }
-  Detection detection{companyId,
+  Detection detection{weak_from_this(),
+                      companyId,
                       spaceId,
                       bindingId,
                       *clientProfile_,
@@ -243,9 +245,9 @@ void SdkFacade::onBeaconDetected(std::int64_t companyId, const std::string& spac
                       creativeThrottle_,
                       platform_->clock()};
   creativeWebService_->getCreative(
-      bindingId, [weakSelf = weak_from_this(), detection = std::move(detection)](
-                     std::optional<Creative> creative, std::optional<LumoraAdBeaconError> error) {
-        if (weakSelf.expired()) return;
+      bindingId, [detection = std::move(detection)](std::optional<Creative> creative,
+                                                    std::optional<LumoraAdBeaconError> error) {
+        if (detection.facade.expired()) return;
         onCreativeFetched(detection, std::move(creative), std::move(error));
       });
 }
@@ -282,11 +284,12 @@ void SdkFacade::reportRequest(const Detection& detection) {
                      detection.spaceId,   std::nullopt,
                      std::nullopt};
   detection.eventService->sendEvent(
-      event,
-      [callback = detection.callback](bool success, std::optional<platform::PlatformError> error) {
+      event, [facade = detection.facade, callback = detection.callback](
+                 bool success, std::optional<platform::PlatformError> error) {
         if (success || !error) return;
         LUMORA_LOG(LogLevel::error, kLogFile, kOnBeaconDetected,
                    "Failed to send event for requesting creative data");
+        if (facade.expired()) return;
         callback->onError(
             LumoraAdBeaconError(LumoraAdBeaconErrorType::unknown, error->localizedDescription));
       });

@@ -26,8 +26,9 @@ class NullDelegate : public BleCentralDelegate {
 };
 
 Bytes withAppleCompanyId(const Bytes& frame) {
-  Bytes bytes{0x4c, 0x00};
-  bytes.insert(bytes.end(), frame.begin(), frame.end());
+  Bytes bytes(frame.size() + 2);
+  bytes[0] = 0x4c;  // Apple's company identifier, little-endian
+  std::copy(frame.begin(), frame.end(), bytes.begin() + 2);
   return bytes;
 }
 

@@ -156,6 +156,17 @@ TEST_F(PipelineTest, FailedRequestEventIsLoggedAndReported) {
   EXPECT_TRUE(hasRequestFailure);
 }
 
+TEST_F(PipelineTest, AFacadeReleasedDuringTheFetchReportsNothing) {
+  serveCreative(300, kUncapped);
+  initiate();
+  runFor(0);
+  detect();
+  facade.reset();
+  runFor(5);
+  EXPECT_EQ(callback->names(), std::vector<std::string>{"onInitialized"});
+  EXPECT_TRUE(events().empty());
+}
+
 TEST_F(PipelineTest, TapReportsAClickThenCallsTheHost) {
   serveCreative(300, kUncapped);
   initiate();
