@@ -3,15 +3,11 @@
 #include <algorithm>
 #include <memory>
 
-#include "platform/linux/BluezCentral.hpp"
-#include "platform/linux/GLibMainQueue.hpp"
-#include "support/DbusMockHarness.hpp"
-#include "support/MockBluez.hpp"
+#include "support/BluezCentralWorld.hpp"
 
 namespace lumora::platform {
 namespace {
 
-using test::DbusMockHarness;
 using test::MockBluez;
 using Bytes = std::vector<std::uint8_t>;
 
@@ -33,25 +29,13 @@ Bytes withAppleCompanyId(const Bytes& frame) {
 }
 
 // The monitoring consumer served by BlueZ's advertisement monitor API.
-class BluezAdvertisementMonitorTest : public ::testing::Test {
+class BluezAdvertisementMonitorTest : public test::BluezCentralWorld {
  protected:
-  void SetUp() override {
-    if (auto missing = DbusMockHarness::missingTools()) GTEST_SKIP() << *missing;
-    bus = std::make_unique<DbusMockHarness>();
-    bluez = std::make_unique<MockBluez>(*bus);
-    bluez->addAdapter();
-  }
-
   void makeCentral(double refreshSeconds = 60) {
     BluezCentral::Options options;
-    options.busAddress = bus->address();
     options.discoveryRestartSeconds = 0.05;
     options.monitorRefreshSeconds = refreshSeconds;
-    central = BluezCentral::create(queue, options);
-    central->setDelegate(delegate);
-    central->setAdvertisementMonitor(
-        [this](const AdvertisementData& advertisement) { heard.push_back(advertisement); });
-    ASSERT_TRUE(until([&] { return central->state() == 5; }));
+    BluezCentralWorld::makeCentral(options, delegate);
   }
 
   /// Demands monitoring and answers the application root it registered.
@@ -62,27 +46,13 @@ class BluezAdvertisementMonitorTest : public ::testing::Test {
     return roots.empty() ? "" : roots.front();
   }
 
-  static bool until(const std::function<bool()>& condition) {
-    return DbusMockHarness::iterateUntil(condition);
-  }
   std::size_t heardWith(const Bytes& manufacturerData) const {
     return static_cast<std::size_t>(std::count_if(heard.begin(), heard.end(), [&](const auto& ad) {
       return ad.peripheralId == kBeaconAddress && ad.manufacturerData == manufacturerData;
     }));
   }
-  /// Lets several discovery-restart periods pass on the main loop.
-  void settle() {
-    bool done = false;
-    auto timer = queue->scheduleTimer(0.3, false, [&](Timer&) { done = true; });
-    ASSERT_TRUE(until([&] { return done; }));
-  }
 
-  std::unique_ptr<DbusMockHarness> bus;
-  std::unique_ptr<MockBluez> bluez;
-  std::shared_ptr<GLibMainQueue> queue = std::make_shared<GLibMainQueue>();
   std::shared_ptr<NullDelegate> delegate = std::make_shared<NullDelegate>();
-  std::shared_ptr<BluezCentral> central;
-  std::vector<AdvertisementData> heard;
 };
 
 TEST_F(BluezAdvertisementMonitorTest, DemandRegistersAnIBeaconMonitorThatFeedsFoundDevicesOnly) {

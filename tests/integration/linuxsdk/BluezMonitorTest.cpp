@@ -3,15 +3,11 @@
 #include <algorithm>
 #include <memory>
 
-#include "platform/linux/BluezCentral.hpp"
-#include "platform/linux/GLibMainQueue.hpp"
-#include "support/DbusMockHarness.hpp"
-#include "support/MockBluez.hpp"
+#include "support/BluezCentralWorld.hpp"
 
 namespace lumora::platform {
 namespace {
 
-using test::DbusMockHarness;
 using test::MockBluez;
 
 constexpr const char* kService = "0000FEAA-0000-1000-8000-00805F9B34FB";
@@ -32,47 +28,21 @@ bool contains(const std::vector<std::string>& items, const std::string& item) {
 }
 
 // The advertisement monitor beside scanForPeripherals: one discovery serves both.
-class BluezMonitorTest : public ::testing::Test {
+class BluezMonitorTest : public test::BluezCentralWorld {
  protected:
-  void SetUp() override {
-    if (auto missing = DbusMockHarness::missingTools()) GTEST_SKIP() << *missing;
-    bus = std::make_unique<DbusMockHarness>();
-    bluez = std::make_unique<MockBluez>(*bus);
-    bluez->addAdapter();
-  }
-
   void makeCentral(double restartSeconds = 60) {
     BluezCentral::Options options;
-    options.busAddress = bus->address();
     options.discoveryRestartSeconds = restartSeconds;
-    central = BluezCentral::create(queue, options);
-    central->setDelegate(delegate);
-    central->setAdvertisementMonitor(
-        [this](const AdvertisementData& advertisement) { heard.push_back(advertisement); });
-    ASSERT_TRUE(until([&] { return central->state() == 5; }));
+    BluezCentralWorld::makeCentral(options, delegate);
   }
 
-  static bool until(const std::function<bool()>& condition) {
-    return DbusMockHarness::iterateUntil(condition);
-  }
   bool monitorHeard(const std::string& address) const {
     return std::any_of(heard.begin(), heard.end(), [&](const auto& ad) {
       return ad.peripheralId == address && ad.manufacturerData.has_value();
     });
   }
-  /// Lets several restart periods pass on the main loop.
-  void settle() {
-    bool done = false;
-    auto timer = queue->scheduleTimer(0.3, false, [&](Timer&) { done = true; });
-    ASSERT_TRUE(until([&] { return done; }));
-  }
 
-  std::unique_ptr<DbusMockHarness> bus;
-  std::unique_ptr<MockBluez> bluez;
-  std::shared_ptr<GLibMainQueue> queue = std::make_shared<GLibMainQueue>();
   std::shared_ptr<ScanDelegate> delegate = std::make_shared<ScanDelegate>();
-  std::shared_ptr<BluezCentral> central;
-  std::vector<AdvertisementData> heard;
 };
 
 TEST_F(BluezMonitorTest, DemandAloneRunsAnUnfilteredRestartedDiscoveryFeedingOnlyTheMonitor) {
