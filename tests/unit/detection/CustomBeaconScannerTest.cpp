@@ -13,7 +13,14 @@ class Bluetooth : public DetectionWorld {
     central->simulateStateChange(state);
     platform->virtualQueue->runReady();
   }
+  // Starts a 2-second wait that records "<name>:on" or "<name>:off" and when it ended.
+  void waitRecordingEnd(const std::string& name) {
+    centralAdapter->waitForPoweredOn(2.0, [this, name](bool on) {
+      ends.emplace_back(name + (on ? ":on" : ":off"), secondsSinceStart());
+    });
+  }
   std::vector<ScanOutcome> outcomes;
+  std::vector<std::pair<std::string, double>> ends;
 };
 
 // The outcome of the two-second wait for each state the radio can be left in.
@@ -79,12 +86,7 @@ TEST_F(Bluetooth, PowerOnDuringTheWaitSucceedsOnceAndRequestsTheScanTwice) {
 }
 
 TEST_F(Bluetooth, OverlappingWaitsOnlyTheNewestEndsEarly) {
-  std::vector<std::pair<std::string, double>> ends;
-  auto wait = [&](std::string name) {
-    centralAdapter->waitForPoweredOn(2.0, [&, name](bool on) {
-      ends.emplace_back(name + (on ? ":on" : ":off"), secondsSinceStart());
-    });
-  };
+  const auto wait = [&](const std::string& name) { waitRecordingEnd(name); };
   setRadio(SimBleCentral::kPoweredOff);
   wait("a");
   runFor(1.0);
@@ -96,12 +98,7 @@ TEST_F(Bluetooth, OverlappingWaitsOnlyTheNewestEndsEarly) {
 }
 
 TEST_F(Bluetooth, AnEarlierWaitsTimerRemovesTheNewerWaitsStateCallback) {
-  std::vector<std::pair<std::string, double>> ends;
-  auto wait = [&](std::string name) {
-    centralAdapter->waitForPoweredOn(2.0, [&, name](bool on) {
-      ends.emplace_back(name + (on ? ":on" : ":off"), secondsSinceStart());
-    });
-  };
+  const auto wait = [&](const std::string& name) { waitRecordingEnd(name); };
   setRadio(SimBleCentral::kPoweredOff);
   wait("a");
   runFor(1.0);
