@@ -103,6 +103,13 @@ void SdkFacade::initiate(const ClientProfile& clientProfile,
                "initialization.");
     return;
   }
+  if (!callback) {
+    // Every result of the SDK reaches the host through this callback: without one there is
+    // nobody to tell, so the call is refused here rather than failing on a later main-loop turn.
+    LUMORA_LOG(LogLevel::error, kLogFile, kInitiate,
+               "LumoraAdBeaconSDK cannot be initialized without a callback; initiate was ignored");
+    return;
+  }
   clientProfile_ = clientProfile;
   callback_ =
       std::make_shared<MainThreadCallbackWrapper>(std::move(callback), platform_->mainQueue());

@@ -23,6 +23,25 @@ TEST_F(SdkLifecycleTest, InitiateReportsOnceAndOnlyAfterReturning) {
             1u);
 }
 
+TEST_F(SdkLifecycleTest, InitiateWithoutCallbackIsRefusedAndLeavesTheSdkUninitialized) {
+  createFacade();
+  facade->initiate(ClientProfile(std::nullopt, std::nullopt, "App", std::nullopt), nullptr,
+                   Environment::production);
+  runFor(1);
+  EXPECT_EQ(phone.platform->log->count(
+                "LumoraAdBeaconSDK cannot be initialized without a callback; initiate was ignored"),
+            1u);
+  facade->start();
+  EXPECT_FALSE(facade->isScanning());
+  EXPECT_EQ(phone.platform->log->count(
+                "LumoraAdBeaconSDK is not initialized, please call initiate method first"),
+            1u);
+
+  initiate();
+  runFor(0);
+  EXPECT_EQ(callback->names(), std::vector<std::string>{"onInitialized"});
+}
+
 TEST_F(SdkLifecycleTest, FailedInitiateReportsTheConfigurationErrorAndMayBeRetried) {
   installPlist(sdkPlist("APIEndpoints"));
   initiate();
