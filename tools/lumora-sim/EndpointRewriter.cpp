@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "sim/ScenarioError.hpp"
+#include "scenario/ScenarioError.hpp"
 
 namespace lumora::tools {
 namespace {

@@ -21,6 +21,7 @@ class JsonObjectReader {
   bool has(std::string_view key) const;
   const std::string& where() const noexcept { return where_; }
 
+  /// A string without control characters.
   std::string string(std::string_view key) const;
   /// Absent or null: nullopt.
   std::optional<std::string> optionalString(std::string_view key) const;
@@ -28,7 +29,7 @@ class JsonObjectReader {
   std::optional<std::int64_t> optionalInteger(std::string_view key) const;
   std::optional<bool> optionalBool(std::string_view key) const;
   bool boolean(std::string_view key) const;
-  /// A number of seconds, zero or more.
+  /// A finite number of seconds, zero or more.
   double seconds(std::string_view key) const;
   std::optional<double> optionalSeconds(std::string_view key) const;
   /// The field itself, which must be an object or an array.
@@ -38,6 +39,9 @@ class JsonObjectReader {
   /// Throws for the first key that is in neither list.
   void allowOnly(std::initializer_list<std::string_view> allowed,
                  std::initializer_list<std::string_view> alsoAllowed = {}) const;
+
+  /// Throws unless text is free of control characters (text read from key).
+  void checkText(std::string_view key, std::string_view text) const;
 
   /// Throws ScenarioError: <where>: "<key>" <problem>.
   [[noreturn]] void fail(std::string_view key, const std::string& problem) const;
