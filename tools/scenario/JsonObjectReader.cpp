@@ -1,7 +1,6 @@
 #include "scenario/JsonObjectReader.hpp"
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 
 #include "scenario/ScenarioError.hpp"
@@ -91,9 +90,6 @@ double JsonObjectReader::seconds(std::string_view key) const {
     fail(key, "must be a number of seconds, got " + shown(value));
   }
   const double result = value.get<double>();
-  if (!std::isfinite(result)) {
-    fail(key, "must be a finite number of seconds, got " + shown(value));
-  }
   if (result < 0) {
     fail(key, "must not be negative, got " + shown(value));
   }

@@ -29,7 +29,7 @@ class JsonObjectReader {
   std::optional<std::int64_t> optionalInteger(std::string_view key) const;
   std::optional<bool> optionalBool(std::string_view key) const;
   bool boolean(std::string_view key) const;
-  /// A finite number of seconds, zero or more.
+  /// A number of seconds, zero or more.
   double seconds(std::string_view key) const;
   std::optional<double> optionalSeconds(std::string_view key) const;
   /// The field itself, which must be an object or an array.

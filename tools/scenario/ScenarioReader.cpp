@@ -421,7 +421,7 @@ Scenario ScenarioReader::parse(std::string_view text, const std::filesystem::pat
   json root;
   try {
     root = json::parse(text);
-  } catch (const json::parse_error& error) {
+  } catch (const json::exception& error) {  // parse errors and numbers out of range
     throw ScenarioError(prefix + "not valid JSON: " + withoutTag(error.what()));
   }
   std::error_code resolveError;
