@@ -128,6 +128,11 @@ TEST_F(SimScenarioTest, BareScenarioNameUnwritableOutputAndThePrivateCertificate
   json broken = embedded;
   broken["config"] = "broken.plist";
   std::ofstream(folder / "broken.json") << broken.dump();
+  std::string nested;
+  for (int i = 0; i < 100000; ++i) nested += "<array>";
+  std::ofstream(folder / "nested.plist") << "<plist>" << nested << "</plist>";
+  broken["config"] = "nested.plist";
+  std::ofstream(folder / "nested.json") << broken.dump();
   const auto temporary = folder / "tmp";
   std::filesystem::create_directories(temporary);
   const Process process{.workingDirectory = folder, .temporaryDirectory = temporary};
@@ -155,6 +160,7 @@ TEST_F(SimScenarioTest, BareScenarioNameUnwritableOutputAndThePrivateCertificate
   expectOneLineFailure(runSim({"embedded.json"}, toFullDisk), 1,
                        "cannot write the timeline to standard output");
   expectOneLineFailure(runSim({"broken.json"}, process), 2, "property list");
+  expectOneLineFailure(runSim({"nested.json"}, process), 2, "nested too deeply");
 }
 
 TEST_F(SimScenarioTest, CallsBeforeInitiateOnlyLogAndAFailedInitiateMayBeRepeated) {
