@@ -97,23 +97,32 @@ SimRun::Result SimRun::run(const nlohmann::json& scenario) {
   return runFile(file);
 }
 
-SimRun::Result SimRun::runFile(const std::filesystem::path& scenarioFile) {
-  const auto jsonl = folder / "out.jsonl";
+SimRun::Exit SimRun::runSim(const std::vector<std::string>& arguments, const Process& process) {
   const auto errors = folder / "stderr.txt";
-  std::filesystem::remove(jsonl);
+  std::vector<char*> argv{const_cast<char*>(LUMORA_SIM_PATH)};
+  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+  argv.push_back(nullptr);
   const pid_t child = fork();
   if (child == 0) {
     std::freopen(errors.c_str(), "w", stderr);
-    std::freopen("/dev/null", "w", stdout);
-    execl(LUMORA_SIM_PATH, LUMORA_SIM_PATH, scenarioFile.c_str(), "--jsonl", jsonl.c_str(),
-          static_cast<char*>(nullptr));
+    std::freopen(process.standardOutput.c_str(), "w", stdout);
+    if (process.temporaryDirectory) setenv("TMPDIR", process.temporaryDirectory->c_str(), 1);
+    if (chdir(process.workingDirectory.c_str()) != 0) _exit(126);
+    execv(LUMORA_SIM_PATH, argv.data());
     _exit(127);
   }
   int status = 0;
   waitpid(child, &status, 0);
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readText(errors)};
+}
+
+SimRun::Result SimRun::runFile(const std::filesystem::path& scenarioFile) {
+  const auto jsonl = folder / "out.jsonl";
+  std::filesystem::remove(jsonl);
+  const Exit exit = runSim({scenarioFile.string(), "--jsonl", jsonl.string()}, {});
   Result result;
-  result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  result.errorOutput = readText(errors);
+  result.exitCode = exit.code;
+  result.errorOutput = exit.errorOutput;
   std::ifstream in(jsonl);
   for (std::string line; std::getline(in, line);)
     result.records.push_back(nlohmann::json::parse(line));

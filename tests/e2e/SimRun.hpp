@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,20 @@ class SimRun : public ::testing::Test {
                           const std::string& config = "sdk.plist") const;
   Result run(const nlohmann::json& scenario);
   Result runFile(const std::filesystem::path& scenarioFile);
+
+  /// How runSim starts lumora-sim: its working directory, where its standard
+  /// output goes, and TMPDIR (unset: inherited).
+  struct Process {
+    std::filesystem::path workingDirectory = ".";
+    std::filesystem::path standardOutput = "/dev/null";
+    std::optional<std::filesystem::path> temporaryDirectory = std::nullopt;
+  };
+  struct Exit {
+    int code = -1;
+    std::string errorOutput;
+  };
+  /// Runs lumora-sim with these arguments and waits for it.
+  Exit runSim(const std::vector<std::string>& arguments, const Process& process);
 
   static std::vector<nlohmann::json> ofKind(const Result& result, const std::string& kind);
   static std::vector<std::string> callbackNames(const Result& result);

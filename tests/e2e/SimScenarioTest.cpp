@@ -1,4 +1,6 @@
+#include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include "SimRun.hpp"
 
@@ -47,6 +49,118 @@ TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJob) {
   const auto defaults = result.records.back();
   EXPECT_EQ(defaults["kind"], "defaults");
   EXPECT_EQ(defaults["store"]["LumoraBeaconSDK.UUID"].get<std::string>().size(), 36u);
+}
+
+std::string textOf(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+TEST_F(SimScenarioTest, StoryTimelineAndPictureOfTheStoreVisit) {
+  const auto scenario =
+      std::filesystem::path(LUMORA_EXAMPLES_DIR) / "store-visit" / "scenario.json";
+  const auto story = folder / "story.txt";
+  const auto svg = folder / "visit.svg";
+  auto exit = runSim({scenario.string(), "--svg", svg.string()}, {.standardOutput = story});
+  ASSERT_EQ(exit.code, 0) << exit.errorOutput;
+  const std::string text = textOf(story);
+  EXPECT_LT(std::count(text.begin(), text.end(), '\n'), 60) << text;
+  EXPECT_FALSE(contains(text, "Skipping duplicate")) << text;
+  for (const char* line :
+       {"     5.000s  gate          Entered iBeacon region: com.lumora.beacon.store-visit",
+        "     5.000s  scan          start", "     6.000s  beacon        Processing beacon data",
+        "    20.000s  action        tapNotification index=0", "    20.000s  server        POST",
+        "    36.500s  callback      onError code=11", "  summary\n    creatives delivered  2",
+        "    suppressed           1: frequency cap 1\n"}) {
+    EXPECT_TRUE(contains(text, line)) << line << "\n" << text;
+  }
+  exit = runSim({scenario.string(), "--verbose"}, {.standardOutput = story});
+  EXPECT_TRUE(contains(textOf(story), "Skipping duplicate beacon data"));
+
+  // x = 270 + t * 940 / 150 for this 150-second run.
+  const std::string picture = textOf(svg);
+  for (const char* mark :
+       {R"(data-lane="iBeacon region")", R"x(data-lane="custom scan (gate)")x",
+        "data-lane=\"binding 1234 \u00b7 space 0a1b2c3d4e5f6071\"",
+        "data-lane=\"binding 567 \u00b7 space f0e1d2c3b4a59687\"",
+        R"(<rect class="region" x="301.3")", R"(<rect class="scan" x="301.3")",
+        R"(<circle class="creative" cx="307.6")", R"(<circle class="tap" cx="395.3")",
+        R"(<circle class="error" cx="498.7")", R"(<g class="legend")", R"(>150s</text>)"}) {
+    EXPECT_TRUE(contains(picture, mark)) << mark;
+  }
+  const auto png = folder / "visit.png";
+  const std::string convert = "rsvg-convert '" + svg.string() + "' -o '" + png.string() + "'";
+  if (std::system("command -v rsvg-convert >/dev/null") != 0) {
+    GTEST_SKIP() << "rsvg-convert (librsvg2-bin) is not installed";
+  }
+  ASSERT_EQ(std::system(convert.c_str()), 0);
+  // The PNG header: width and height, big-endian, at bytes 16 and 20.
+  const std::string image = textOf(png);
+  ASSERT_GT(image.size(), 24u);
+  const auto word = [&image](std::size_t at) {
+    std::uint32_t value = 0;
+    for (std::size_t i = 0; i < 4; ++i)
+      value = value << 8 | static_cast<std::uint8_t>(image[at + i]);
+    return value;
+  };
+  EXPECT_EQ(image.substr(1, 3), "PNG");
+  EXPECT_EQ(word(16), 1240u);
+  EXPECT_EQ(word(20), 416u);  // nine lanes, the axis and the legend
+}
+
+TEST_F(SimScenarioTest, BareScenarioNameUnwritableOutputAndThePrivateCertificateFolder) {
+  writePlist({});
+  const json embedded = {{"config", "sdk.plist"},
+                         {"server", "embedded"},
+                         {"creatives", "creatives/"},
+                         {"startTime", 1700000000.0},
+                         {"initial", {{"notifications", "authorized"}}},
+                         {"steps", {initiate(0), detect(1, 300)}},
+                         {"until", 5}};
+  std::ofstream(folder / "embedded.json") << embedded.dump();
+  std::ofstream(folder / "broken.plist") << "not a property list";
+  json broken = embedded;
+  broken["config"] = "broken.plist";
+  std::ofstream(folder / "broken.json") << broken.dump();
+  std::string nested;
+  for (int i = 0; i < 100000; ++i) nested += "<array>";
+  std::ofstream(folder / "nested.plist") << "<plist>" << nested << "</plist>";
+  broken["config"] = "nested.plist";
+  std::ofstream(folder / "nested.json") << broken.dump();
+  const auto temporary = folder / "tmp";
+  std::filesystem::create_directories(temporary);
+  const Process process{.workingDirectory = folder, .temporaryDirectory = temporary};
+  const auto leftInTemporary = [&] {
+    return std::distance(std::filesystem::directory_iterator(temporary),
+                         std::filesystem::directory_iterator());
+  };
+
+  auto exit = runSim({"embedded.json", "--jsonl", "out.jsonl"}, process);
+  ASSERT_EQ(exit.code, 0) << exit.errorOutput;
+  EXPECT_TRUE(contains(textOf(folder / "out.jsonl"), "onCreativeReceived"));
+  EXPECT_EQ(leftInTemporary(), 0);
+
+  const auto expectOneLineFailure = [&](const Exit& failed, int code, const std::string& part) {
+    EXPECT_EQ(failed.code, code) << failed.errorOutput;
+    EXPECT_EQ(std::count(failed.errorOutput.begin(), failed.errorOutput.end(), '\n'), 1)
+        << failed.errorOutput;
+    EXPECT_TRUE(contains(failed.errorOutput, part)) << failed.errorOutput;
+    EXPECT_EQ(leftInTemporary(), 0);
+  };
+  expectOneLineFailure(runSim({"embedded.json", "--jsonl", "/dev/full"}, process), 1,
+                       "cannot write /dev/full");
+  Process toFullDisk = process;
+  toFullDisk.standardOutput = "/dev/full";
+  expectOneLineFailure(runSim({"embedded.json"}, toFullDisk), 1,
+                       "cannot write the timeline to standard output");
+  expectOneLineFailure(runSim({"broken.json"}, process), 2, "property list");
+  expectOneLineFailure(runSim({"nested.json"}, process), 2, "nested too deeply");
 }
 
 TEST_F(SimScenarioTest, CallsBeforeInitiateOnlyLogAndAFailedInitiateMayBeRepeated) {
@@ -228,6 +342,14 @@ TEST_F(SimScenarioTest, UnusableScenariosExitWithOneLine) {
   expectUnusable(R"({"steps":[{"at":0,"action":"dance"}],"until":1})", "dance");
   expectUnusable(R"({"steps":[{"at":0,"action":"detect","companyId":4660}],"until":1})", "spaceId");
   expectUnusable(R"({"config":"absent.plist","steps":[],"until":1})", "absent.plist");
+  expectUnusable(R"({"steps":[{"at":0,"action":"probe","every":1e-9}],"until":1000})",
+                 "at most 100000");
+  expectUnusable(R"({"startTime":1e300,"steps":[],"until":1})", "clock");
+  expectUnusable(R"({"until":1e999,"steps":[]})", "number overflow");
+  expectUnusable(
+      R"({"steps":[{"at":0,"action":"initiate","environment":"stage",
+          "profile":{"appName":"line\nbreak"}}],"until":1})",
+      "control characters");
   const auto missing = runFile(folder / "no-such-scenario.json");
   EXPECT_EQ(missing.exitCode, 2);
 }

@@ -6,52 +6,19 @@
 // leading "0x". Exit status: 0 decoded, 1 not valid hex or not a Lumora
 // beacon, 2 usage.
 
-#include <cstdint>
 #include <iostream>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include "core/beacon/BeaconDataParser.hpp"
-
-namespace {
-
-int hexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-bool isSeparator(char c) { return c == ' ' || c == ':' || c == '-' || c == '\''; }
-
-std::optional<std::vector<std::uint8_t>> parseHex(std::string_view text) {
-  if (text.starts_with("0x") || text.starts_with("0X")) text.remove_prefix(2);
-  std::string digits;
-  for (char c : text) {
-    if (isSeparator(c)) continue;
-    if (hexValue(c) < 0) return std::nullopt;
-    digits += c;
-  }
-  if (digits.empty() || digits.size() % 2 != 0) return std::nullopt;
-  std::vector<std::uint8_t> bytes;
-  for (std::size_t i = 0; i < digits.size(); i += 2) {
-    bytes.push_back(static_cast<std::uint8_t>(hexValue(digits[i]) << 4 | hexValue(digits[i + 1])));
-  }
-  return bytes;
-}
-
-}  // namespace
+#include "lumora-decode/HexText.hpp"
 
 int main(int argc, char** argv) {
   if (argc != 2) {
     std::cerr << "usage: lumora-decode HEX\n";
     return 2;
   }
-  const auto bytes = parseHex(argv[1]);
+  const auto bytes = lumora::tools::HexText::parse(argv[1]);
   if (!bytes) {
-    std::cerr << "not valid hex: '" << argv[1] << "'\n";
+    std::cerr << "not valid hex (digits 0-9 a-f, separators space : - ')\n";
     return 1;
   }
   const auto beacon = lumora::BeaconDataParser::parseManufacturerData(*bytes);

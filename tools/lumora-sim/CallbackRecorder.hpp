@@ -4,7 +4,7 @@
 
 #include <functional>
 
-#include "sim/RecordSink.hpp"
+#include "scenario/RecordSink.hpp"
 
 namespace lumora::tools {
 

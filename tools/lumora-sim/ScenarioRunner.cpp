@@ -13,14 +13,19 @@
 #include "lumora-sim/CallbackRecorder.hpp"
 #include "lumora-sim/EndpointRewriter.hpp"
 #include "platform/sim/SimPhone.hpp"
-#include "sim/ScenarioError.hpp"
+#include "scenario/ScenarioError.hpp"
 
 namespace lumora::tools {
 namespace {
 
 std::vector<std::uint8_t> readFile(const std::filesystem::path& path) {
+  constexpr std::uintmax_t kMaxConfigBytes = 1024 * 1024;
+  std::error_code error;
   std::ifstream in(path, std::ios::binary);
   if (!in) throw ScenarioError("cannot read config file " + path.string());
+  if (std::filesystem::file_size(path, error) > kMaxConfigBytes || error) {
+    throw ScenarioError("the config file " + path.string() + " is larger than 1 MiB");
+  }
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
@@ -36,7 +41,10 @@ ClientProfile profileOf(const ScenarioProfile& profile) {
 }  // namespace
 
 ScenarioRunner::ScenarioRunner(Scenario scenario, RecordSink& sink, std::ostream& diagnostics)
-    : scenario_(std::move(scenario)), sink_(sink), diagnostics_(diagnostics) {}
+    : scenario_(std::move(scenario)),
+      start_(startTimeOf(scenario_)),
+      sink_(sink),
+      diagnostics_(diagnostics) {}
 
 ScenarioRunner::~ScenarioRunner() {
   if (server_) server_->stop();
@@ -55,14 +63,19 @@ void ScenarioRunner::run() {
       start + std::chrono::duration_cast<platform::TimePoint::duration>(
                   std::chrono::duration<double>(scenario_.until)));
   sink_.write(DefaultsRecord{now(), phone_->defaults->snapshot()});
+  sink_.finish(serverTally());
 }
 
 void ScenarioRunner::startEmbeddedServer() {
   if (!scenario_.embeddedServer) return;
+  certificateFolder_.emplace();
+  serverOutput_.emplace([this](std::string line) {
+    sink_.note(ServerNote{now(), std::move(line)});
+  });
   DevServerConfig config;
   config.creativesDir = *scenario_.creatives;
-  config.certDir =
-      std::filesystem::temp_directory_path() / ("lumora-sim-" + std::to_string(::getpid()));
+  config.certDir = certificateFolder_->path();
+  config.console = &*serverOutput_;
   config.keepAliveSeconds = 0;
   server_ = std::make_unique<DevServerEngine>(config);
   try {
@@ -74,7 +87,7 @@ void ScenarioRunner::startEmbeddedServer() {
 
 void ScenarioRunner::buildPhone() {
   platform::SimPhoneOptions options;
-  options.start = startTimeOf(scenario_);
+  options.start = start_;
   options.locationStatus = scenario_.initial.location;
   options.bluetoothState = scenario_.initial.bluetooth;
   options.notificationStatus = scenario_.initial.notifications;
@@ -120,9 +133,14 @@ void ScenarioRunner::observe() {
 
 void ScenarioRunner::schedule() {
   for (const auto& step : scenario_.steps) {
+    bool first = true;
     for (double at : step.times()) {
       phone_->platform->virtualQueue->scheduleTimer(
-          at, false, [this, action = step.action](platform::Timer&) { perform(action); });
+          at, false, [this, &step, first](platform::Timer&) {
+            if (first) sink_.note(ActionNote{now(), step.description});
+            perform(step.action);
+          });
+      first = false;
     }
   }
 }
@@ -175,8 +193,23 @@ void ScenarioRunner::perform(const ScenarioAction& action) {
       action);
 }
 
+std::optional<ServerTally> ScenarioRunner::serverTally() const {
+  if (!server_) return std::nullopt;
+  ServerTally tally;
+  for (const ReceivedEvent& event : server_->events()) {
+    if (!event.valid) {
+      ++tally.rejected;
+    } else if (event.body.is_object()) {
+      const auto type = event.body.find("eventType");
+      const bool named = type != event.body.end() && type->is_string();
+      ++tally.acceptedByType[named ? type->get<std::string>() : "other"];
+    }
+  }
+  return tally;
+}
+
 double ScenarioRunner::now() const {
-  const auto elapsed = phone_->platform->virtualClock->now() - startTimeOf(scenario_);
+  const auto elapsed = phone_->platform->virtualClock->now() - start_;
   return std::chrono::duration<double>(elapsed).count();
 }
 

@@ -5,8 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "sim/JsonLinesRecordWriter.hpp"
-#include "sim/TimelinePrinter.hpp"
+#include "scenario/JsonLinesRecordWriter.hpp"
+#include "scenario/RecordSink.hpp"
+#include "scenario/TimelinePrinter.hpp"
 
 namespace lumora::tools {
 namespace {
@@ -101,9 +102,9 @@ TEST(JsonLinesRecordWriterTest, AbsentCreativeDataIsNullAndTimeAndKindComeFirst)
   EXPECT_TRUE(json::parse(line)["creative"]["data"].is_null());
 }
 
-TEST(TimelinePrinterTest, PrintsOneAlignedLinePerRecord) {
+TEST(TimelinePrinterTest, VerbosePrintsOneAlignedLinePerRecord) {
   std::ostringstream out;
-  TimelinePrinter printer(out);
+  TimelinePrinter printer(out, TimelinePrinter::Detail::everything);
   for (const SimRecord& record : allRecords()) {
     printer.write(record);
   }
@@ -123,6 +124,60 @@ TEST(TimelinePrinterTest, PrintsOneAlignedLinePerRecord) {
       "   120.000s  defaults      LumoraBeaconSDK.Email=\"a@b\" LumoraBeaconSDK.UUID=\"5B0E\"\n";
   EXPECT_EQ(out.str(), expected);
   EXPECT_EQ(TimelinePrinter::line(DefaultsRecord{1, {}}), "     1.000s  defaults      (empty)");
+}
+
+LogLineRecord debugLine(double t, const std::string& message) {
+  platform::LogRecord line;
+  line.level = 0;
+  line.message = message;
+  line.text = "[DEBUG] - " + message;
+  return {t, line};
+}
+
+TEST(TimelinePrinterTest, StoryShowsGateChangesSightingsAndProblemsThenASummary) {
+  std::ostringstream out;
+  TimelinePrinter printer(out);
+  const std::vector<SimRecord> records = {
+      debugLine(0, "Exited iBeacon region: store"),  // the initial state: no change
+      debugLine(5, "Entered iBeacon region: store"),
+      debugLine(6, "Processing beacon data: companyId=1, spaceId=a, bindingId=2"),
+      debugLine(6.5, "Skipping duplicate beacon data: companyId=1, spaceId=a, bindingId=2"),
+      debugLine(6.5, "Entered iBeacon region: store"),
+      CallbackRecord{7, "onCreativeReceived", kCreative, std::nullopt},
+      CallbackRecord{8, "onError", std::nullopt,
+                     LumoraAdBeaconError(LumoraAdBeaconErrorType::frequencyCapExceeded)},
+      CallbackRecord{9, "onError", std::nullopt,
+                     LumoraAdBeaconError(LumoraAdBeaconErrorType::unknown, "Failed to send event")},
+      LogLineRecord{9, logLine()},
+      debugLine(9, "Failed to send event: timeout"),
+      debugLine(20, "Exited iBeacon region: store"),
+  };
+  for (const SimRecord& record : records) printer.write(record);
+  printer.note(ActionNote{10, "tapNotification index=0"});
+  printer.note(ServerNote{10, "POST /e/device_events  click -> 200"});
+  printer.finish(ServerTally{{{"click", 1}, {"request", 2}}, 1});
+  const std::string expected =
+      "     5.000s  gate          Entered iBeacon region: store\n"
+      "     6.000s  beacon        Processing beacon data: companyId=1, spaceId=a, bindingId=2\n"
+      "     7.000s  callback      onCreativeReceived creativeId=345 bindingId=1234 campaignId=12 "
+      "spaceId=\"0a1b2c3d4e5f6071\" data=\"{\\\"offer\\\":\\\"A\\\"}\"\n"
+      "     8.000s  callback      onError code=11 message=\"Frequency cap exceeded. This beacon "
+      "has "
+      "been processed too many times within the specified interval.\"\n"
+      "     9.000s  callback      onError code=12 message=\"Failed to send event\"\n"
+      "     9.000s  warning       Bluetooth is off\n"
+      "    20.000s  gate          Exited iBeacon region: store\n"
+      "    10.000s  action        tapNotification index=0\n"
+      "    10.000s  server        POST /e/device_events  click -> 200\n"
+      "  summary\n"
+      "    creatives delivered  1 (0 notifications, 0 tapped)\n"
+      "    suppressed           1: frequency cap 1\n"
+      "    errors by code       11 frequencyCapExceeded: 1, 12 unknown: 1\n"
+      "    events               3 accepted by the server (click 1, request 2), 1 rejected, 1 "
+      "failed to send\n"
+      "    log                  1 warnings, 0 errors\n"
+      "  (4 debug and info log lines not shown: --verbose shows them)\n";
+  EXPECT_EQ(out.str(), expected);
 }
 
 }  // namespace

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "TemporaryDirectory.hpp"
-#include "sim/ScenarioError.hpp"
-#include "sim/ScenarioReader.hpp"
+#include "scenario/ScenarioError.hpp"
+#include "scenario/ScenarioReader.hpp"
 
 namespace lumora::tools {
 namespace {
@@ -191,6 +191,13 @@ TEST_F(ScenarioReaderTest, RelativePathsFollowTheScenarioFileNotTheWorkingDirect
   const std::filesystem::path file =
       dir.write("nested/s.json", R"({"config": "sdk.plist", "steps": [], "until": 1})");
   EXPECT_EQ(ScenarioReader::read(file).config, dir.path() / "nested" / "sdk.plist");
+  // A bare file name is in the working directory.
+  const auto previous = std::filesystem::current_path();
+  std::filesystem::current_path(dir.path() / "nested");
+  const Scenario bare = ScenarioReader::read("s.json");
+  std::filesystem::current_path(previous);
+  EXPECT_EQ(bare.config, dir.path() / "nested" / "sdk.plist");
+  EXPECT_EQ(bare.file, dir.path() / "nested" / "s.json");
 }
 
 TEST_F(ScenarioReaderTest, RejectsEachKindOfBadInputWithOneClearLine) {
@@ -276,6 +283,24 @@ TEST_F(ScenarioReaderTest, RejectsEachKindOfBadInputWithOneClearLine) {
        "denied, authorized, provisional, ephemeral), got \"allowed\""},
       {with([](json& s) { s["steps"][8]["reachable"] = 1; }),
        "steps[8] (setNetwork): \"reachable\" must be true or false, got 1"},
+      {with([](json& s) { s["steps"][0]["profile"]["appName"] = "Demo\nApp"; }),
+       "steps[0] (initiate): profile: \"appName\" must not hold control characters, got "
+       "\"Demo\\nApp\""},
+      {with([](json& s) { s["line\nbreak"] = 1; }), "\"line\\nbreak\" is not a known field"},
+      {with([](json& s) { s["userDefaults"]["key\u0007"] = "v"; }),
+       "userDefaults: \"key\\u0007\" must not hold control characters, got \"key\\u0007\""},
+      {with([](json& s) { s["steps"][2]["until"] = 101; }),
+       "steps[2] (ibeacon): \"until\" is after the scenario's \"until\" (100)"},
+      {with([](json& s) { s["steps"][2]["every"] = 1.0 / 131072; }),
+       "steps[2] brings the run to 163843 actions; a scenario holds at most 100000 (a longer "
+       "\"every\" or a shorter \"until\" keeps it within)"},
+      {with([](json& s) { s["startTime"] = 1e10; }),
+       "\"startTime\" is beyond what the clock can hold (9223372036 seconds since 1970)"},
+      {with([](json& s) { s["until"] = 9223372036.0 - 1700000000.0 + 1; }),
+       "\"until\" runs past what the clock can hold (startTime + until must stay within "
+       "9223372036 seconds since 1970)"},
+      {with([](json& s) { s["steps"][3]["manufacturerData"] = std::string(512, 'a'); }),
+       "steps[3] (advertise): \"manufacturerData\" must be at most 255 bytes, got 256"},
       {with([](json& s) { s["steps"][9]["index"] = -1; }),
        "steps[9] (tapNotification): \"index\" must be from 0 to 9223372036854775807, got -1"},
   };
@@ -298,6 +323,16 @@ TEST_F(ScenarioReaderTest, RejectsTextThatIsNotJsonAndFilesThatCannotBeRead) {
     EXPECT_EQ(std::string(error.what())
                   .rfind(broken.string() + ": not valid JSON: parse error at line 2", 0),
               0u)
+        << error.what();
+  }
+  const std::filesystem::path infinite =
+      dir.write("infinite.json", R"({"steps":[],"until":1e999})");
+  try {
+    ScenarioReader::read(infinite);
+    FAIL() << "accepted";
+  } catch (const ScenarioError& error) {
+    EXPECT_EQ(std::string(error.what()),
+              infinite.string() + ": not valid JSON: number overflow parsing '1e999'")
         << error.what();
   }
   for (const std::filesystem::path& unreadable : {dir.path() / "absent.json", dir.path()}) {

@@ -1,7 +1,10 @@
-#include "sim/ScenarioReader.hpp"
+#include "scenario/ScenarioReader.hpp"
 
 #include <array>
+#include <chrono>
+#include <cmath>
 #include <fstream>
+#include <iomanip>
 #include <iterator>
 #include <limits>
 #include <nlohmann/json.hpp>
@@ -9,9 +12,10 @@
 #include <string>
 
 #include "core/util/Uuid.hpp"
-#include "sim/JsonObjectReader.hpp"
-#include "sim/ScenarioError.hpp"
-#include "sim/StatusNames.hpp"
+#include "platform/Clock.hpp"
+#include "scenario/JsonObjectReader.hpp"
+#include "scenario/ScenarioError.hpp"
+#include "scenario/StatusNames.hpp"
 
 namespace lumora::tools {
 namespace {
@@ -19,6 +23,22 @@ namespace {
 using nlohmann::json;
 
 constexpr std::int64_t kMaxBeaconNumber = 65535;
+// Bounds that keep a run's memory and time in proportion to what a scenario
+// can mean: the file, one advertisement, and every action the run schedules.
+constexpr std::uintmax_t kMaxFileBytes = 4 * 1024 * 1024;
+constexpr std::size_t kMaxAdvertisementBytes = 255;
+constexpr double kMaxActions = 100000;
+
+/// The last second since 1970 the virtual clock can hold.
+double clockLimitSeconds() {
+  using std::chrono::duration_cast;
+  return static_cast<double>(
+      duration_cast<std::chrono::seconds>(platform::TimePoint::max().time_since_epoch()).count());
+}
+
+double nowSeconds() {
+  return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
 
 enum class PathKind { file, directory };
 
@@ -78,6 +98,10 @@ std::vector<std::uint8_t> hexBytes(const JsonObjectReader& reader, std::string_v
   }
   if (bytes.size() * 2 != text.size()) {
     reader.fail(key, "must be hexadecimal bytes such as \"4c000215\", got \"" + text + "\"");
+  }
+  if (bytes.size() > kMaxAdvertisementBytes) {
+    reader.fail(key, "must be at most " + std::to_string(kMaxAdvertisementBytes) + " bytes, got " +
+                         std::to_string(bytes.size()));
   }
   return bytes;
 }
@@ -207,10 +231,11 @@ const ActionParser& actionParser(const JsonObjectReader& step) {
   step.failHere("unknown action \"" + name + "\" (one of " + known + ")");
 }
 
-/// 120 as "120", 0.25 as "0.25".
+/// 120 as "120", 0.25 as "0.25", 1000001 as "1000001".
 std::string seconds(double value) {
+  constexpr int kDigits = 15;
   std::ostringstream text;
-  text << value;
+  text << std::setprecision(kDigits) << value;
   return text.str();
 }
 
@@ -231,6 +256,9 @@ void readTiming(const JsonObjectReader& reader, double scenarioUntil, ScenarioSt
   if (step.until < step.at) {
     reader.fail("until", "must not be before \"at\"");
   }
+  if (step.until > scenarioUntil) {
+    reader.fail("until", "is after the scenario's \"until\" (" + seconds(scenarioUntil) + ")");
+  }
 }
 
 ScenarioStep readStep(const json& value, std::size_t index, double scenarioUntil) {
@@ -244,6 +272,10 @@ ScenarioStep readStep(const json& value, std::size_t index, double scenarioUntil
     actionFields.erase(common);
   }
   step.action = parser.parse(JsonObjectReader(actionFields, reader.where()));
+  step.description = std::string(parser.name);
+  for (const auto& [key, field] : value.items()) {
+    if (key != "at" && key != "action") step.description += " " + key + "=" + field.dump();
+  }
   return step;
 }
 
@@ -266,6 +298,7 @@ void readUserDefaults(const JsonObjectReader& top, std::map<std::string, std::st
   const json& object = top.object("userDefaults");
   const JsonObjectReader reader(object, "userDefaults");
   for (const auto& [key, value] : object.items()) {
+    reader.checkText(key, key);
     store[key] = reader.string(key);
   }
 }
@@ -299,6 +332,20 @@ void readServer(const JsonObjectReader& top, const std::filesystem::path& base,
   }
 }
 
+/// The run's last instant, startTime + until, must be a time the clock can hold.
+void checkClockRange(const JsonObjectReader& top, const Scenario& scenario) {
+  const double limit = clockLimitSeconds();
+  const double start = scenario.startTime.value_or(nowSeconds());
+  if (start > limit) {
+    top.fail("startTime",
+             "is beyond what the clock can hold (" + seconds(limit) + " seconds since 1970)");
+  }
+  if (scenario.until > limit - start) {
+    top.fail("until", "runs past what the clock can hold (startTime + until must stay within " +
+                          seconds(limit) + " seconds since 1970)");
+  }
+}
+
 Scenario readScenario(const json& root, const std::filesystem::path& base) {
   if (!root.is_object()) {
     throw ScenarioError("the scenario must be a JSON object");
@@ -328,9 +375,17 @@ Scenario readScenario(const json& root, const std::filesystem::path& base) {
   if (top.has("initial")) {
     readInitial(top, scenario.initial);
   }
+  checkClockRange(top, scenario);
   const json& steps = top.array("steps");
+  double actions = 0;
   for (std::size_t i = 0; i < steps.size(); ++i) {
     scenario.steps.push_back(readStep(steps[i], i, scenario.until));
+    actions += scenario.steps.back().occurrences();
+    if (actions > kMaxActions) {
+      top.failHere("steps[" + std::to_string(i) + "] brings the run to " + seconds(actions) +
+                   " actions; a scenario holds at most " + seconds(kMaxActions) +
+                   " (a longer \"every\" or a shorter \"until\" keeps it within)");
+    }
   }
   return scenario;
 }
@@ -345,13 +400,18 @@ std::string withoutTag(const std::string& message) {
 
 Scenario ScenarioReader::read(const std::filesystem::path& file) {
   std::error_code error;
+  const std::filesystem::path absolute = std::filesystem::absolute(file, error);
   std::ifstream in(file, std::ios::binary);
-  if (!std::filesystem::is_regular_file(file, error) || !in) {
+  if (error || !std::filesystem::is_regular_file(file, error) || !in) {
     throw ScenarioError(file.string() + ": cannot read the scenario file");
   }
+  if (std::filesystem::file_size(file, error) > kMaxFileBytes || error) {
+    throw ScenarioError(file.string() + ": the scenario file is larger than " +
+                        std::to_string(kMaxFileBytes / (1024 * 1024)) + " MiB");
+  }
   const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  Scenario scenario = parse(text, file.parent_path(), file.string());
-  scenario.file = std::filesystem::absolute(file);
+  Scenario scenario = parse(text, absolute.parent_path(), file.string());
+  scenario.file = absolute;
   return scenario;
 }
 
@@ -361,11 +421,18 @@ Scenario ScenarioReader::parse(std::string_view text, const std::filesystem::pat
   json root;
   try {
     root = json::parse(text);
-  } catch (const json::parse_error& error) {
+  } catch (const json::exception& error) {  // parse errors and numbers out of range
     throw ScenarioError(prefix + "not valid JSON: " + withoutTag(error.what()));
   }
+  std::error_code resolveError;
+  const std::filesystem::path base =
+      std::filesystem::absolute(baseDirectory.empty() ? "." : baseDirectory, resolveError);
+  if (resolveError) {
+    throw ScenarioError(prefix + "cannot resolve the folder " + baseDirectory.string() + ": " +
+                        resolveError.message());
+  }
   try {
-    return readScenario(root, std::filesystem::absolute(baseDirectory));
+    return readScenario(root, base);
   } catch (const ScenarioError& error) {
     throw ScenarioError(prefix + error.what());
   }

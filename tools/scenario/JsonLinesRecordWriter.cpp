@@ -1,6 +1,6 @@
-#include "sim/JsonLinesRecordWriter.hpp"
+#include "scenario/JsonLinesRecordWriter.hpp"
 
-#include "sim/RecordJson.hpp"
+#include "scenario/RecordJson.hpp"
 
 namespace lumora::tools {
 

@@ -21,6 +21,7 @@ class JsonObjectReader {
   bool has(std::string_view key) const;
   const std::string& where() const noexcept { return where_; }
 
+  /// A string without control characters.
   std::string string(std::string_view key) const;
   /// Absent or null: nullopt.
   std::optional<std::string> optionalString(std::string_view key) const;
@@ -38,6 +39,9 @@ class JsonObjectReader {
   /// Throws for the first key that is in neither list.
   void allowOnly(std::initializer_list<std::string_view> allowed,
                  std::initializer_list<std::string_view> alsoAllowed = {}) const;
+
+  /// Throws unless text is free of control characters (text read from key).
+  void checkText(std::string_view key, std::string_view text) const;
 
   /// Throws ScenarioError: <where>: "<key>" <problem>.
   [[noreturn]] void fail(std::string_view key, const std::string& problem) const;

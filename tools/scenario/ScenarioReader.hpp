@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <string_view>
 
-#include "sim/Scenario.hpp"
+#include "scenario/Scenario.hpp"
 
 namespace lumora::tools {
 

@@ -1,19 +1,31 @@
-#include "sim/JsonObjectReader.hpp"
+#include "scenario/JsonObjectReader.hpp"
 
 #include <algorithm>
 #include <limits>
 
-#include "sim/ScenarioError.hpp"
+#include "scenario/ScenarioError.hpp"
 
 namespace lumora::tools {
 namespace {
 
 using nlohmann::json;
 
+/// JSON text of a value, escaped to one line (invalid UTF-8 replaced).
+std::string escaped(const json& value) {
+  return value.dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
 std::string shown(const json& value) {
   constexpr std::size_t kMaxShown = 40;
-  const std::string text = value.dump();
+  const std::string text = escaped(value);
   return text.size() > kMaxShown ? text.substr(0, kMaxShown) + "..." : text;
+}
+
+bool hasControlCharacter(std::string_view text) {
+  return std::any_of(text.begin(), text.end(), [](char c) {
+    const auto code = static_cast<unsigned char>(c);
+    return code < 0x20 || code == 0x7f;
+  });
 }
 
 }  // namespace
@@ -32,7 +44,9 @@ std::string JsonObjectReader::string(std::string_view key) const {
   if (!value.is_string()) {
     fail(key, "must be a string, got " + shown(value));
   }
-  return value.get<std::string>();
+  std::string text = value.get<std::string>();
+  checkText(key, text);
+  return text;
 }
 
 std::optional<std::string> JsonObjectReader::optionalString(std::string_view key) const {
@@ -114,8 +128,16 @@ void JsonObjectReader::allowOnly(std::initializer_list<std::string_view> allowed
   }
 }
 
+void JsonObjectReader::checkText(std::string_view key, std::string_view text) const {
+  if (hasControlCharacter(text)) {
+    fail(key, "must not hold control characters, got " + shown(json(text)));
+  }
+}
+
 void JsonObjectReader::fail(std::string_view key, const std::string& problem) const {
-  failHere("\"" + std::string(key) + "\" " + problem);
+  // Keys come from the file: quoted and escaped, the message stays one line
+  // whatever the key holds.
+  failHere(escaped(json(key)) + " " + problem);
 }
 
 void JsonObjectReader::failHere(const std::string& problem) const {

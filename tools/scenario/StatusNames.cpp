@@ -1,4 +1,4 @@
-#include "sim/StatusNames.hpp"
+#include "scenario/StatusNames.hpp"
 
 #include <algorithm>
 #include <span>
@@ -12,6 +12,20 @@ constexpr std::string_view kBluetooth[] = {"unknown",      "resetting",  "unsupp
                                            "unauthorized", "poweredOff", "poweredOn"};
 constexpr std::string_view kNotifications[] = {"notDetermined", "denied", "authorized",
                                                "provisional", "ephemeral"};
+// The host-facing error codes, by raw value.
+constexpr std::string_view kErrors[] = {"unauthorizedNotificationPermission",
+                                        "unauthorizedLocationPermission",
+                                        "locationPermissionNotAlways",
+                                        "bluetoothDisabled",
+                                        "bluetoothPermissionDenied",
+                                        "forbiddenFetchCreative",
+                                        "notFoundCreative",
+                                        "invalidCreative",
+                                        "configurationError",
+                                        "notInitialized",
+                                        "internetConnectionUnavailable",
+                                        "frequencyCapExceeded",
+                                        "unknown"};
 
 std::span<const std::string_view> namesOf(StatusNames::Kind kind) {
   switch (kind) {
@@ -42,6 +56,12 @@ std::string StatusNames::allNames(Kind kind) {
     text += (text.empty() ? "" : ", ") + std::string(name);
   }
   return text;
+}
+
+std::string_view StatusNames::errorName(std::int64_t code) {
+  const std::span<const std::string_view> names = kErrors;
+  const bool known = code >= 0 && code < static_cast<std::int64_t>(names.size());
+  return known ? names[static_cast<std::size_t>(code)] : names.back();
 }
 
 std::string_view StatusNames::kindName(Kind kind) {

@@ -3,7 +3,7 @@
 #include <mutex>
 #include <ostream>
 
-#include "sim/RecordSink.hpp"
+#include "scenario/RecordSink.hpp"
 
 namespace lumora::tools {
 

@@ -19,6 +19,9 @@ class StatusNames {
   static std::optional<std::int64_t> rawValue(Kind kind, std::string_view name);
   /// "notDetermined, restricted, ..." for messages.
   static std::string allNames(Kind kind);
+  /// The case name of a host-facing error code ("frequencyCapExceeded" for
+  /// 11); "unknown" for a code out of range.
+  static std::string_view errorName(std::int64_t code);
   /// "location", "bluetooth" or "notifications".
   static std::string_view kindName(Kind kind);
 };

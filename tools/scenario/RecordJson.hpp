@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "sim/SimRecord.hpp"
+#include "scenario/SimRecord.hpp"
 
 namespace lumora::tools {
 

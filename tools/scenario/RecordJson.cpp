@@ -1,4 +1,4 @@
-#include "sim/RecordJson.hpp"
+#include "scenario/RecordJson.hpp"
 
 #include <array>
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "sim/ScenarioAction.hpp"
+#include "scenario/ScenarioAction.hpp"
 
 namespace lumora::tools {
 
@@ -39,7 +39,13 @@ struct ScenarioStep {
   std::optional<double> every;
   double until = 0;  // equals `at` for a step that does not repeat
   ScenarioAction action;
+  /// The step as a person reads it: the action's name and its fields, e.g.
+  /// "tapNotification index=0" or "ibeacon uuid=\"3F1C...\" major=1 minor=7 every=1 until=90".
+  std::string description;
 
+  /// How many times the action happens, as a double so that an absurd repeat
+  /// (a tiny `every` over a long span) can be told apart before expanding it.
+  double occurrences() const;
   /// Every virtual time the action happens at, ascending.
   std::vector<double> times() const;
 };
