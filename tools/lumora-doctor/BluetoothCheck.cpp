@@ -47,8 +47,8 @@ std::optional<Adapter> firstAdapter(GVariant* managedObjects) {
     Adapter found;
     found.path = path;
     if (GVariant* powered = property(adapter, "Powered")) {
-      found.powered = g_variant_is_of_type(powered, G_VARIANT_TYPE_BOOLEAN) &&
-                      g_variant_get_boolean(powered);
+      found.powered =
+          g_variant_is_of_type(powered, G_VARIANT_TYPE_BOOLEAN) && g_variant_get_boolean(powered);
       g_variant_unref(powered);
     }
     if (GVariant* manager = g_variant_lookup_value(interfaces, kMonitorManagerIface, nullptr)) {
@@ -92,10 +92,9 @@ void checkDiscovery(const DoctorBus& bus, const Adapter& adapter, Findings& find
 }
 
 void checkMonitorApi(const Adapter& adapter, Findings& findings) {
-  const bool orPatterns =
-      !adapter.monitorTypesAnnounced ||
-      std::find(adapter.monitorTypes.begin(), adapter.monitorTypes.end(), "or_patterns") !=
-          adapter.monitorTypes.end();
+  const bool orPatterns = !adapter.monitorTypesAnnounced ||
+                          std::find(adapter.monitorTypes.begin(), adapter.monitorTypes.end(),
+                                    "or_patterns") != adapter.monitorTypes.end();
   if (adapter.hasMonitorManager && orPatterns) {
     findings.ok("advertisement monitor API available: bluetoothd watches iBeacon regions itself");
     return;
@@ -129,17 +128,18 @@ Check BluetoothCheck::run(std::chrono::milliseconds timeout) {
   const auto objects =
       bus->call(kBluez, "/", "org.freedesktop.DBus.ObjectManager", "GetManagedObjects");
   if (!objects.ok()) {
-    findings.error("bluetoothd does not answer: " + describe(objects),
-                   refusedByPolicy(objects) ? kGroupRemedy
-                                            : "restart it: sudo systemctl restart bluetooth");
+    findings.error(
+        "bluetoothd does not answer: " + describe(objects),
+        refusedByPolicy(objects) ? kGroupRemedy : "restart it: sudo systemctl restart bluetooth");
     return findings.check("bluetooth");
   }
   GVariant* tree = g_variant_get_child_value(objects.value.get(), 0);
   const auto adapter = firstAdapter(tree);
   g_variant_unref(tree);
   if (!adapter) {
-    findings.error("bluetoothd runs but has no adapter",
-                   "plug in a Bluetooth LE adapter; check `rfkill list` and `dmesg | grep -i blue`");
+    findings.error(
+        "bluetoothd runs but has no adapter",
+        "plug in a Bluetooth LE adapter; check `rfkill list` and `dmesg | grep -i blue`");
     return findings.check("bluetooth");
   }
   findings.ok("bluetoothd running, adapter " + adapter->path);

@@ -15,7 +15,8 @@ std::optional<std::string> busAddress(GBusType type, std::string* failure) {
     }
     const char* runtime = std::getenv("XDG_RUNTIME_DIR");
     std::error_code error;
-    if (runtime && *runtime && std::filesystem::exists(std::filesystem::path(runtime) / "bus", error)) {
+    if (runtime && *runtime &&
+        std::filesystem::exists(std::filesystem::path(runtime) / "bus", error)) {
       return std::string("unix:path=") + runtime + "/bus";
     }
     *failure = "DBUS_SESSION_BUS_ADDRESS is unset and there is no $XDG_RUNTIME_DIR/bus";

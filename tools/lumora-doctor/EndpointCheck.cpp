@@ -101,8 +101,9 @@ void reach(const std::vector<Probe>& probes, const std::optional<std::string>& c
     const HttpResult result = results[i].get();
     const std::string& url = probes[i].url;
     if (result.error) {
-      findings.error(probes[i].label + " " + url + " unreachable: " + result.error->localizedDescription,
-                     tlsRemedy(*result.error));
+      findings.error(
+          probes[i].label + " " + url + " unreachable: " + result.error->localizedDescription,
+          tlsRemedy(*result.error));
     } else {
       const auto status = result.response ? result.response->statusCode : 0;
       findings.ok(url + " TLS ok (HTTP " + std::to_string(status) + ")");

@@ -19,9 +19,10 @@ Check NetworkCheck::run() {
                          (number ? std::string(": ") + std::strerror(number) : std::string()),
                      "allow netlink route sockets (NETLINK_ROUTE) to this process");
   } else if ((*flags & platform::ReachabilityHandle::kReachable) == 0) {
-    findings.warning("no default route: every creative fetch reports "
-                     "internetConnectionUnavailable until one exists",
-                     "connect to a network (ip route should show a default route)");
+    findings.warning(
+        "no default route: every creative fetch reports "
+        "internetConnectionUnavailable until one exists",
+        "connect to a network (ip route should show a default route)");
   } else {
     findings.ok("default route present");
   }

@@ -41,8 +41,9 @@ Check NotificationCheck::run(std::chrono::milliseconds timeout) {
   std::string failure;
   const auto bus = DoctorBus::connect(G_BUS_TYPE_SESSION, timeout, &failure);
   if (!bus) {
-    findings.error("no session bus: " + failure + "; the SDK's notification permission reads "
-                   "as denied",
+    findings.error("no session bus: " + failure +
+                       "; the SDK's notification permission reads "
+                       "as denied",
                    "run the host inside a desktop session, or set DBUS_SESSION_BUS_ADDRESS");
     return findings.check("notifications");
   }

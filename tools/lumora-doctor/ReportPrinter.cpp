@@ -31,7 +31,8 @@ void ReportPrinter::printJson(const std::vector<Check>& checks, std::ostream& ou
                     {"detail", detailWithRemedy(check)}});
   }
   // Texts from files and servers may hold invalid UTF-8: replace, never throw.
-  out << nlohmann::json{{"checks", list}}.dump(2, ' ', false, nlohmann::json::error_handler_t::replace)
+  out << nlohmann::json{{"checks", list}}.dump(2, ' ', false,
+                                               nlohmann::json::error_handler_t::replace)
       << '\n';
 }
 
