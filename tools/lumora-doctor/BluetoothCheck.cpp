@@ -78,8 +78,15 @@ std::string describe(const DoctorBus::Reply& reply) {
                                  : reply.errorName + " (" + reply.errorMessage + ")";
 }
 
+/// Asks for discovery the way the SDK does: a low-energy filter, then
+/// StartDiscovery; stopped again at once.
 void checkDiscovery(const DoctorBus& bus, const Adapter& adapter, Findings& findings) {
-  const auto started = bus.call(kBluez, adapter.path, kAdapterIface, "StartDiscovery");
+  GVariantBuilder filter;
+  g_variant_builder_init(&filter, G_VARIANT_TYPE("a{sv}"));
+  g_variant_builder_add(&filter, "{sv}", "Transport", g_variant_new_string("le"));
+  auto started = bus.call(kBluez, adapter.path, kAdapterIface, "SetDiscoveryFilter",
+                          g_variant_new("(a{sv})", &filter));
+  if (started.ok()) started = bus.call(kBluez, adapter.path, kAdapterIface, "StartDiscovery");
   if (started.ok()) {
     bus.call(kBluez, adapter.path, kAdapterIface, "StopDiscovery");
     findings.ok("discovery permitted");
