@@ -22,8 +22,10 @@ set(CPACK_COMPONENTS_ALL runtime dev tools)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION libs)
-# A shlibs file and the ldconfig trigger for the runtime package.
+set(CPACK_STRIP_FILES ON)
+# A shlibs file, and ldconfig run on install and removal, for the runtime package.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 find_program(LUMORA_DPKG_SHLIBDEPS dpkg-shlibdeps)
 if(LUMORA_DPKG_SHLIBDEPS)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)

@@ -31,7 +31,10 @@ cmake -S "$source/examples/linux-host" -B "$work/cmake-host" -G "$generator" \
 cmake --build "$work/cmake-host" || fail "building the host with find_package"
 
 export PKG_CONFIG_PATH="$libdir/pkgconfig"
-flags=$(pkg-config --define-prefix --cflags --libs lumora glib-2.0) || fail "pkg-config lumora"
+# lumora.pc finds its prefix by itself; --define-prefix (which would misplace
+# a multiarch glib-2.0.pc) is asked of it alone and must give a working answer.
+flags="$(pkg-config --define-prefix --cflags --libs lumora) $(pkg-config --cflags --libs glib-2.0)" ||
+  fail "pkg-config lumora"
 # shellcheck disable=SC2086 # the flags are a word list
 ${CXX:-c++} -std=c++20 ${CXXFLAGS:-} "$source/examples/linux-host/main.cpp" $flags ${LDFLAGS:-} \
   -o "$work/pkgconfig-host" || fail "building the host with pkg-config"

@@ -32,10 +32,12 @@ dev=$(package liblumora-dev)
 tools=$(package lumora-tools)
 
 holds() {
-  dpkg-deb -c "$1" | grep -q "$2" || fail "$(basename "$1") lacks $2"
+  dpkg-deb -c "$1" >"$work/listing" || fail "cannot list $1"
+  grep -q "$2" "$work/listing" || fail "$(basename "$1") lacks $2"
 }
 lacks() {
-  if dpkg-deb -c "$1" | grep -q "$2"; then fail "$(basename "$1") holds $2"; fi
+  dpkg-deb -c "$1" >"$work/listing" || fail "cannot list $1"
+  if grep -q "$2" "$work/listing"; then fail "$(basename "$1") holds $2"; fi
 }
 holds "$runtime" '/liblumora\.so\.1'
 holds "$runtime" '/share/lumora/sdk\.plist$'
@@ -53,7 +55,10 @@ done
 version=$(dpkg-deb -f "$runtime" Version)
 dpkg-deb -f "$dev" Depends | grep -q "liblumora1 (= $version)" ||
   fail "liblumora-dev does not depend on liblumora1 (= $version)"
-dpkg-deb -I "$runtime" triggers | grep -q ldconfig || fail "liblumora1 does not run ldconfig"
+dpkg-deb -I "$runtime" shlibs >"$work/shlibs" || fail "liblumora1 has no shlibs file"
+grep -q "^liblumora 1 liblumora1 (>= $version)" "$work/shlibs" || fail "liblumora1 shlibs: $(cat "$work/shlibs")"
+dpkg-deb -I "$runtime" postinst >"$work/postinst" || fail "liblumora1 has no postinst"
+grep -q ldconfig "$work/postinst" || fail "liblumora1 does not run ldconfig"
 
 root=$work/root
 dpkg-deb -x "$runtime" "$root"
