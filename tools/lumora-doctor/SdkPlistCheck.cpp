@@ -74,7 +74,7 @@ void readEndpoints(const std::shared_ptr<ResourceBundle>& bundle, Findings& find
 void readBeaconSettings(const std::shared_ptr<ResourceBundle>& bundle, Findings& findings) {
   try {
     const auto settings = BeaconSettingsFactory(bundle).createBeaconSettings();
-    findings.ok("iBeacon region " + settings.appleBeaconUUID);
+    findings.ok("beacon settings (iBeacon region " + settings.appleBeaconUUID + ")");
     if (!Uuid::parse(settings.customBeaconServiceUUID)) {
       findings.warning("CustomBeacon ServiceUUID '" + settings.customBeaconServiceUUID +
                            "' is not a 128-bit UUID: bluetoothd may refuse the scan filter",
@@ -104,7 +104,7 @@ SdkPlistCheck::Result SdkPlistCheck::run(const std::optional<std::filesystem::pa
     findings.error(located.path.string() + " is not a property list with a dictionary at its root",
                    "fix the file's syntax: plistutil -i " + located.path.string());
   } else {
-    findings.ok(located.path.string());
+    findings.ok("found " + located.path.string());
     readEndpoints(located.bundle, findings, result.environments);
     readBeaconSettings(located.bundle, findings);
   }
