@@ -5,6 +5,16 @@
 //
 // BUNDLE_DIRECTORY, when given, is where sdk.plist is read from; otherwise the
 // SDK finds the one installed with it (<prefix>/share/lumora/sdk.plist).
+//
+// The environment of the README's "For integrators" section needs no code
+// here: the SDK itself reads LUMORA_CA_FILE (extra CAs for a staging server or
+// lumora-devserver) and LUMORA_LOG_LEVEL, and reaches BlueZ and the
+// notification server through DBUS_SYSTEM_BUS_ADDRESS and
+// DBUS_SESSION_BUS_ADDRESS. For example:
+//
+//   LUMORA_CA_FILE=ca.pem LUMORA_LOG_LEVEL=info lumora-linux-host 30
+//
+// Run lumora-doctor first: it says what on this machine would stop the SDK.
 #include <glib-unix.h>
 #include <glib.h>
 #include <lumora/lumora.hpp>

@@ -14,12 +14,19 @@ namespace lumora {
 /// created once and kept for good. Immutable afterwards.
 class LUMORA_EXPORT ClientProfile {
  public:
+  /// A profile from the host's values; an absent phone number or e-mail is
+  /// taken from the stored one, a given one is stored. The advertising
+  /// identifier given here wins over the platform's.
   ClientProfile(std::optional<std::string> phoneNumber, std::optional<std::string> email,
                 std::string appName, std::optional<std::string> advertisingId);
 
+  /// The phone number given, or the stored one.
   std::optional<std::string> getPhoneNumber() const;
+  /// The e-mail address given, or the stored one.
   std::optional<std::string> getEmail() const;
+  /// The host application's name, as given.
   std::string getAppName() const;
+  /// The advertising identifier given, else the platform's when tracking is allowed.
   std::optional<std::string> getAdvertisingId() const;
   /// The hardware model identifier (the kernel's machine name).
   std::string getDeviceName() const;

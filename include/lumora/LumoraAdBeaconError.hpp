@@ -13,9 +13,12 @@ class LUMORA_EXPORT LumoraAdBeaconError : public std::exception {
  public:
   /// The message is the code's fixed description.
   explicit LumoraAdBeaconError(LumoraAdBeaconErrorType code);
+  /// An error with its own message.
   LumoraAdBeaconError(LumoraAdBeaconErrorType code, std::string message);
 
+  /// What went wrong.
   LumoraAdBeaconErrorType code() const noexcept;
+  /// A text for people: the code's description or a more specific message.
   const std::string& message() const noexcept;
   /// The message.
   const char* what() const noexcept override;

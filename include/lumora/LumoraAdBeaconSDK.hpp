@@ -36,7 +36,9 @@ class LUMORA_EXPORT LumoraAdBeaconSDK {
   void updateClientProfile(const ClientProfile& profile);
   /// Starts iBeacon monitoring; custom beacons are scanned while an iBeacon is near.
   void start();
+  /// Stops iBeacon monitoring and any custom-beacon scan.
   void stop();
+  /// True between a successful start() and stop().
   bool isScanning() const;
   /// Runs the beacon-to-creative pipeline for one identity triple.
   void onBeaconDetected(std::int64_t companyId, const std::string& spaceId, std::int64_t bindingId);
