@@ -73,9 +73,9 @@ class LumoraLogger {
 
 /// Logs with the caller's line number. `message` is evaluated only when
 /// lines of `level` are written.
-#define LUMORA_LOG(level, file, function, message)                                           \
-  do {                                                                                       \
-    if (::lumora::LumoraLogger::isEnabled(level)) {                                          \
+#define LUMORA_LOG(level, file, function, message)                                            \
+  do {                                                                                        \
+    if (::lumora::LumoraLogger::isEnabled(level)) {                                           \
       ::lumora::LumoraLogger::shared().log((message), (level), (file), __LINE__, (function)); \
-    }                                                                                        \
+    }                                                                                         \
   } while (false)

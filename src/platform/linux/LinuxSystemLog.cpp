@@ -65,7 +65,8 @@ std::string droppedNotice(std::uint64_t dropped) {
   std::tm local{};
   localtime_r(&now, &local);
   char timestamp[32];
-  const std::size_t length = std::strftime(timestamp, sizeof timestamp, "%Y-%m-%d %H:%M:%S", &local);
+  const std::size_t length =
+      std::strftime(timestamp, sizeof timestamp, "%Y-%m-%d %H:%M:%S", &local);
   return std::string(timestamp, length) + " [WARNING] [LinuxSystemLog] - Dropped " +
          std::to_string(dropped) + " log lines: the output could not keep up\n";
 }

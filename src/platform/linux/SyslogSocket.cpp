@@ -35,15 +35,15 @@ SyslogSocket::~SyslogSocket() { closeSocket(); }
 std::string SyslogSocket::datagram(std::int64_t level, std::string_view message, std::time_t now,
                                    long pid) {
   // The month in English whatever the host's locale, as syslog(3) writes it.
-  static constexpr std::array<const char*, 12> kMonths{
-      "Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+  static constexpr std::array<const char*, 12> kMonths{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                                       "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
   std::tm local{};
   localtime_r(&now, &local);
   char header[96];
-  const int length = std::snprintf(header, sizeof header,
-                                   "<%d>%s %2d %02d:%02d:%02d LumoraBeaconSDK[%ld]: [LumoraBeaconSDK] ",
-                                   priorityOf(level), kMonths[static_cast<std::size_t>(local.tm_mon) % 12],
-                                   local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec, pid);
+  const int length = std::snprintf(
+      header, sizeof header, "<%d>%s %2d %02d:%02d:%02d LumoraBeaconSDK[%ld]: [LumoraBeaconSDK] ",
+      priorityOf(level), kMonths[static_cast<std::size_t>(local.tm_mon) % 12], local.tm_mday,
+      local.tm_hour, local.tm_min, local.tm_sec, pid);
   std::string text;
   text.reserve(static_cast<std::size_t>(length) + message.size());
   text.append(header, static_cast<std::size_t>(length)).append(message);
@@ -51,7 +51,8 @@ std::string SyslogSocket::datagram(std::int64_t level, std::string_view message,
 }
 
 void SyslogSocket::send(std::int64_t level, std::string_view message) {
-  const std::string text = datagram(level, message, std::time(nullptr), static_cast<long>(getpid()));
+  const std::string text =
+      datagram(level, message, std::time(nullptr), static_cast<long>(getpid()));
   // One reconnection when the system log went away since the last line
   // (journald restarted, or it was not there yet).
   for (int attempt = 0; attempt < 2; ++attempt) {
