@@ -1,6 +1,7 @@
 #include <benchmark/benchmark.h>
 
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "core/beacon/BeaconDataParser.hpp"
@@ -48,6 +49,28 @@ void BM_DeduplicatorContainsHit(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_DeduplicatorContainsHit);
+
+// The floor of the per-advertisement path: recognise a custom beacon in the
+// raw bytes, pack its identity straight into the deduplicator's key and look
+// it up once under the shared lock. No text, no callbacks.
+void BM_ParseAndLookupReference(benchmark::State& state) {
+  BeaconDeduplicator deduplicator(30.0, std::make_shared<platform::VirtualClock>());
+  deduplicator.add(4660, "0a1b2c3d4e5f6071", 300);
+  const auto payload = customBeaconPayload();
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(payload.data());
+    const std::span<const std::uint8_t> bytes(payload);
+    bool duplicate = false;
+    if (bytes.size() >= 25 && bytes[0] == 0x34 && bytes[1] == 0x12 && bytes[2] == 0x03) {
+      std::uint64_t space = 0;
+      for (std::size_t i = 6; i < 14; ++i) space = space << 8 | bytes[i];
+      const std::int64_t binding = bytes[3] << 16 | bytes[4] << 8 | bytes[5];
+      duplicate = deduplicator.contains(BeaconDeduplicator::Key{0x1234, space, binding});
+    }
+    benchmark::DoNotOptimize(duplicate);
+  }
+}
+BENCHMARK(BM_ParseAndLookupReference);
 
 }  // namespace
 }  // namespace lumora

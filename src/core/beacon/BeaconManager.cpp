@@ -10,9 +10,15 @@ namespace {
 
 constexpr std::string_view kLogFile = "BeaconManager";
 
+/// Built in one allocation with room for the caller's prefix, since it runs
+/// for every duplicate sighting.
 std::string describe(std::int64_t companyId, const std::string& spaceId, std::int64_t bindingId) {
-  return "companyId=" + std::to_string(companyId) + ", spaceId=" + spaceId +
-         ", bindingId=" + std::to_string(bindingId);
+  std::string text;
+  text.reserve(96);
+  text.append("companyId=").append(std::to_string(companyId));
+  text.append(", spaceId=").append(spaceId);
+  text.append(", bindingId=").append(std::to_string(bindingId));
+  return text;
 }
 
 }  // namespace

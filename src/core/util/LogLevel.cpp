@@ -1,5 +1,8 @@
 #include "core/util/LogLevel.hpp"
 
+#include <array>
+#include <utility>
+
 namespace lumora {
 
 std::string_view printedName(LogLevel level) noexcept {
@@ -14,6 +17,20 @@ std::string_view printedName(LogLevel level) noexcept {
       return "ERROR";
   }
   return "DEBUG";
+}
+
+std::optional<LumoraLogLevel> minimumLevelNamed(std::string_view name) noexcept {
+  static constexpr std::array<std::pair<std::string_view, LumoraLogLevel>, 5> kNames{{
+      {"debug", LumoraLogLevel::debug},
+      {"info", LumoraLogLevel::info},
+      {"warning", LumoraLogLevel::warning},
+      {"error", LumoraLogLevel::error},
+      {"off", LumoraLogLevel::off},
+  }};
+  for (const auto& [text, level] : kNames) {
+    if (text == name) return level;
+  }
+  return std::nullopt;
 }
 
 }  // namespace lumora

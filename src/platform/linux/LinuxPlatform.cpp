@@ -1,5 +1,6 @@
 #include "platform/linux/LinuxPlatform.hpp"
 
+#include <cstdlib>
 #include <utility>
 
 #include "platform/ble/BleLocationService.hpp"
@@ -36,12 +37,21 @@ void connectToCentral(const std::shared_ptr<BleLocationService>& service,
   central->setMonitoringDemand(service->needsAdvertisements());
 }
 
+/// Standard output and the configured system-log socket; the minimum level is
+/// what LUMORA_LOG_LEVEL says when the platform is made (the SDK's first use).
+std::shared_ptr<LinuxSystemLog> makeSystemLog(const LinuxPlatformOptions& options) {
+  LinuxSystemLog::Options log;
+  log.socketPath = options.systemLogSocket;
+  if (const char* level = std::getenv("LUMORA_LOG_LEVEL")) log.requestedLevel = level;
+  return std::make_shared<LinuxSystemLog>(std::move(log));
+}
+
 }  // namespace
 
 LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)
     : options_(std::move(options)),
       clock_(std::make_shared<SystemClock>()),
-      systemLog_(std::make_shared<LinuxSystemLog>()) {}
+      systemLog_(makeSystemLog(options_)) {}
 
 template <class T, class Make>
 std::shared_ptr<T> LinuxPlatform::lazy(std::shared_ptr<T>& slot, Make make) {

@@ -20,6 +20,8 @@ struct LinuxPlatformOptions {
   std::optional<std::filesystem::path> userDefaultsFile;
   /// Where "sdk.plist" lives; absent: next to the library, then ../share/lumora.
   std::optional<std::filesystem::path> bundleDirectory;
+  /// The system log's datagram socket the SDK's lines are sent to.
+  std::filesystem::path systemLogSocket = "/dev/log";
   CurlHttpSessionOptions http;
   /// The location authorization the SDK sees, as a raw status (0 notDetermined,
   /// 1 restricted, 2 denied, 3 authorizedAlways, 4 authorizedWhenInUse). Linux

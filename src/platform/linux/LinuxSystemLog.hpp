@@ -1,20 +1,60 @@
 #pragma once
 
-#include <mutex>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
 
 #include "platform/SystemLog.hpp"
 
 namespace lumora::platform {
 
-/// Writes each line to standard output (one write per line) and to syslog(3)
-/// under the tag "LumoraBeaconSDK" with the default priority, whatever the level.
+/// Writes each line to standard output (one write per line, so lines never
+/// interleave) and to the system log socket (SyslogSocket), without ever
+/// harming the host:
+/// - write() only queues the line; one writer thread does the output, so a
+///   stalled reader of standard output never blocks the caller;
+/// - the queue is bounded: lines that do not fit are dropped and counted, and
+///   the writer later writes one line saying how many were dropped;
+/// - a reader that went away costs no SIGPIPE: the writer thread blocks every
+///   signal and consumes the SIGPIPE its own write raised; the host's signal
+///   dispositions and file descriptor flags are never changed;
+/// - destruction (process exit) waits a bounded time for the queue to drain.
 class LinuxSystemLog : public SystemLog {
  public:
-  LinuxSystemLog();
+  struct Options {
+    /// Where the standard-output lines go (not owned).
+    int standardOutput = STDOUT_FILENO;
+    /// The system log's datagram socket.
+    std::filesystem::path socketPath = "/dev/log";
+    /// The minimum level the environment asks for (LUMORA_LOG_LEVEL).
+    std::optional<std::string> requestedLevel;
+    /// Text queued for the writer at most; further lines are dropped.
+    std::size_t capacityBytes = 1 << 20;
+    /// How long destruction waits for the queue to drain.
+    std::chrono::milliseconds flushTimeout{1000};
+  };
+
+  LinuxSystemLog() : LinuxSystemLog(Options{}) {}
+  explicit LinuxSystemLog(Options options);
+  ~LinuxSystemLog() override;
+  LinuxSystemLog(const LinuxSystemLog&) = delete;
+  LinuxSystemLog& operator=(const LinuxSystemLog&) = delete;
+
   void write(const LogRecord& record) override;
+  std::optional<std::string> requestedLevel() const override;
 
  private:
-  std::mutex mutex_;
+  class Writer;
+  const std::optional<std::string> requestedLevel_;
+  const std::chrono::milliseconds flushTimeout_;
+  const std::shared_ptr<Writer> writer_;
+  std::thread thread_;
 };
 
 }  // namespace lumora::platform

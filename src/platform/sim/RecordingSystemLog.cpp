@@ -10,6 +10,16 @@ void RecordingSystemLog::write(const LogRecord& record) {
   if (observer_) observer_(record);
 }
 
+std::optional<std::string> RecordingSystemLog::requestedLevel() const {
+  std::lock_guard lock(mutex_);
+  return requestedLevel_;
+}
+
+void RecordingSystemLog::setRequestedLevel(std::optional<std::string> level) {
+  std::lock_guard lock(mutex_);
+  requestedLevel_ = std::move(level);
+}
+
 void RecordingSystemLog::setObserver(Observer observer) {
   std::lock_guard lock(mutex_);
   observer_ = std::move(observer);

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,7 +17,10 @@ class RecordingSystemLog : public SystemLog {
   using Observer = std::function<void(const LogRecord&)>;
 
   void write(const LogRecord& record) override;
+  std::optional<std::string> requestedLevel() const override;
   void setObserver(Observer observer);
+  /// Makes the log ask for this minimum level, as LUMORA_LOG_LEVEL does on Linux.
+  void setRequestedLevel(std::optional<std::string> level);
 
   std::vector<LogRecord> records() const;
   /// The messages, in order.
@@ -29,6 +33,7 @@ class RecordingSystemLog : public SystemLog {
   mutable std::mutex mutex_;
   std::vector<LogRecord> records_;
   Observer observer_;
+  std::optional<std::string> requestedLevel_;
 };
 
 }  // namespace lumora::platform

@@ -19,8 +19,18 @@ class BeaconDeduplicatorTest : public testing::SimWorld {
   BeaconDeduplicator deduplicator{30.0, platform->clock()};
 };
 
-TEST_F(BeaconDeduplicatorTest, KeyJoinsTheTripleWithUnderscores) {
-  EXPECT_EQ(BeaconDeduplicator::key(4660, kSpace, 300), "4660_0a1b2c3d4e5f6071_300");
+TEST_F(BeaconDeduplicatorTest, KeyPacksTheSpaceDigitsInOrderAndRefusesOtherSpaceTexts) {
+  EXPECT_EQ(BeaconDeduplicator::key(4660, kSpace, 300),
+            (BeaconDeduplicator::Key{4660, 0x0a1b2c3d4e5f6071, 300}));
+  EXPECT_EQ(BeaconDeduplicator::key(-1, "ffffffffffffffff", -2),
+            (BeaconDeduplicator::Key{-1, ~0ULL, -2}));
+  for (const std::string space :
+       {"0A1B2C3D4E5F6071", "0a1b2c3d4e5f607", "0a1b2c3d4e5f60711", "0a1b2c3d4e5f607g", ""}) {
+    EXPECT_EQ(BeaconDeduplicator::key(4660, space, 300), std::nullopt) << space;
+    deduplicator.add(4660, space, 300);
+    EXPECT_FALSE(deduplicator.contains(4660, space, 300)) << space;
+  }
+  EXPECT_EQ(deduplicator.size(), 0u);
 }
 
 TEST_F(BeaconDeduplicatorTest, AddedIdentityIsARepeatUpToAndIncludingTheInterval) {

@@ -2,6 +2,8 @@
 
 #include <regex>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "core/util/LumoraLogger.hpp"
 #include "support/SimWorld.hpp"
@@ -9,7 +11,32 @@
 namespace lumora {
 namespace {
 
-class LumoraLoggerTest : public testing::SimWorld {};
+class LumoraLoggerTest : public testing::SimWorld {
+ protected:
+  ~LumoraLoggerTest() override {
+    resetLogLevel();
+    setLogOutputs({});
+  }
+
+  /// Logs one line per level through LUMORA_LOG and returns the levels that
+  /// were written and how many messages were built.
+  std::pair<std::vector<std::int64_t>, int> logEveryLevel() {
+    int built = 0;
+    const auto message = [&built] {
+      ++built;
+      return std::string("m");
+    };
+    LUMORA_LOG(LogLevel::debug, "F", "f()", message());
+    LUMORA_LOG(LogLevel::info, "F", "f()", message());
+    LUMORA_LOG(LogLevel::warning, "F", "f()", message());
+    LUMORA_LOG(LogLevel::error, "F", "f()", message());
+    std::vector<std::int64_t> levels;
+    for (const auto& record : platform->log->records()) {
+      if (record.file == "F") levels.push_back(record.level);
+    }
+    return {levels, built};
+  }
+};
 
 TEST_F(LumoraLoggerTest, LineHasTimestampLevelFileLineFunctionAndMessage) {
   LumoraLogger::shared().log("Beacon scanning started successfully", LogLevel::info,
@@ -29,6 +56,56 @@ TEST_F(LumoraLoggerTest, LineHasTimestampLevelFileLineFunctionAndMessage) {
                                std::regex(R"(\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2})")));
   EXPECT_EQ(record.text.substr(0, 19),
             LumoraLogger::formatTimestamp(platform->virtualClock->now()));
+}
+
+TEST_F(LumoraLoggerTest, MinimumLevelWritesOnlyThatLevelAndAboveAndBuildsNothingBelow) {
+  const std::vector<std::pair<LumoraLogLevel, std::vector<std::int64_t>>> cases{
+      {LumoraLogLevel::debug, {0, 1, 2, 3}},
+      {LumoraLogLevel::info, {1, 2, 3}},
+      {LumoraLogLevel::warning, {2, 3}},
+      {LumoraLogLevel::error, {3}},
+      {LumoraLogLevel::off, {}},
+  };
+  for (const auto& [minimum, written] : cases) {
+    platform->log->clear();
+    setLogLevel(minimum);
+    const auto [levels, built] = logEveryLevel();
+    EXPECT_EQ(levels, written) << static_cast<int>(minimum);
+    EXPECT_EQ(built, static_cast<int>(written.size())) << "a filtered message is never built";
+  }
+}
+
+TEST_F(LumoraLoggerTest, RequestedLevelAppliesUntilTheHostChoosesAndAnInvalidOneIsReportedOnce) {
+  platform->log->setRequestedLevel("warning");
+  EXPECT_EQ(logEveryLevel().first, (std::vector<std::int64_t>{2, 3}));
+
+  setLogLevel(LumoraLogLevel::debug);
+  platform->log->clear();
+  EXPECT_EQ(logEveryLevel().first, (std::vector<std::int64_t>{0, 1, 2, 3}))
+      << "the host's level wins over the environment's";
+
+  resetLogLevel();
+  platform->log->setRequestedLevel("verbose");
+  platform->log->clear();
+  EXPECT_EQ(logEveryLevel().first, (std::vector<std::int64_t>{0, 1, 2, 3}));
+  logEveryLevel();
+  const auto warning =
+      "Ignoring LUMORA_LOG_LEVEL \"verbose\": expected debug, info, warning, error or off";
+  EXPECT_EQ(platform->log->count(warning), 1u);
+  EXPECT_EQ(platform->log->records().front().message, warning) << "before the line that found it";
+}
+
+TEST_F(LumoraLoggerTest, OutputsTheHostChoseTravelWithEachLine) {
+  setLogOutputs({.standardOutput = false, .systemLog = true});
+  LumoraLogger::shared().log("a", LogLevel::info, "F", 1, "f()");
+  setLogOutputs({.standardOutput = true, .systemLog = false});
+  LumoraLogger::shared().log("b", LogLevel::info, "F", 1, "f()");
+  const auto records = platform->log->records();
+  ASSERT_EQ(records.size(), 2u);
+  EXPECT_FALSE(records[0].toStandardOutput);
+  EXPECT_TRUE(records[0].toSystemLog);
+  EXPECT_TRUE(records[1].toStandardOutput);
+  EXPECT_FALSE(records[1].toSystemLog);
 }
 
 TEST_F(LumoraLoggerTest, EveryLevelIsWrittenWithItsName) {
@@ -59,6 +136,15 @@ TEST_F(LumoraLoggerTest, TimestampFollowsTheVirtualClockInLocalTime) {
   tzset();
   EXPECT_EQ(LumoraLogger::formatTimestamp(platform::VirtualClock::fromSeconds(86399.5)),
             "1970-01-02 08:59:59");
+
+  // Lines reuse the time stamp within a second and only within it.
+  for (const double seconds : {86399.0, 86399.999, 86400.0, 86400.5, 86399.5}) {
+    platform->virtualClock->setNow(platform::VirtualClock::fromSeconds(seconds));
+    LumoraLogger::shared().log("t", LogLevel::info, "F", 1, "f()");
+    EXPECT_EQ(platform->log->records().back().text.substr(0, 19),
+              LumoraLogger::formatTimestamp(platform->virtualClock->now()))
+        << seconds;
+  }
   unsetenv("TZ");
   tzset();
 }

@@ -1,0 +1,226 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <regex>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/linux/LinuxPlatform.hpp"
+#include "platform/linux/LinuxSystemLog.hpp"
+
+namespace lumora::platform {
+namespace {
+
+LogRecord record(std::int64_t level, std::string text) {
+  LogRecord line;
+  line.level = level;
+  line.text = std::move(text);
+  return line;
+}
+
+/// A log writing to `fd` only (no system log socket).
+LinuxSystemLog::Options toDescriptor(int fd, std::size_t capacityBytes = 1 << 20) {
+  LinuxSystemLog::Options options;
+  options.standardOutput = fd;
+  options.socketPath = "";
+  options.capacityBytes = capacityBytes;
+  return options;
+}
+
+/// A pipe standing in for the host's standard output.
+struct Pipe {
+  Pipe() { EXPECT_EQ(::pipe(fds), 0); }
+  ~Pipe() {
+    closeRead();
+    closeWrite();
+  }
+  void closeRead() {
+    if (fds[0] >= 0) ::close(fds[0]);
+    fds[0] = -1;
+  }
+  void closeWrite() {
+    if (fds[1] >= 0) ::close(fds[1]);
+    fds[1] = -1;
+  }
+  /// Everything written until the write end is closed, as lines.
+  std::vector<std::string> readLines() const {
+    std::string all;
+    char buffer[65536];
+    for (ssize_t n; (n = ::read(fds[0], buffer, sizeof buffer)) != 0;) {
+      if (n > 0) all.append(buffer, static_cast<std::size_t>(n));
+    }
+    std::vector<std::string> lines;
+    for (std::size_t start = 0, end; (end = all.find('\n', start)) != std::string::npos;
+         start = end + 1) {
+      lines.push_back(all.substr(start, end - start));
+    }
+    EXPECT_TRUE(all.empty() || all.back() == '\n') << "a line was cut short";
+    return lines;
+  }
+  int fds[2] = {-1, -1};
+};
+
+/// Reads `pipe` on its own thread while the test writes, and returns the lines.
+std::vector<std::string> drainWhile(Pipe& pipe, const std::function<void()>& writeAll) {
+  std::vector<std::string> lines;
+  std::thread reader([&] { lines = pipe.readLines(); });
+  writeAll();
+  pipe.closeWrite();
+  reader.join();
+  return lines;
+}
+
+/// A datagram socket bound at a private path, standing in for /dev/log.
+class SyslogServer {
+ public:
+  SyslogServer() {
+    char pattern[] = "/tmp/lumora-syslog-XXXXXX";
+    directory_ = ::mkdtemp(pattern);
+    path_ = directory_ / "log";
+    fd_ = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path_.c_str());
+    EXPECT_EQ(::bind(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    const timeval guard{30, 0};  // fail rather than hang when nothing arrives
+    ::setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &guard, sizeof guard);
+  }
+  ~SyslogServer() {
+    ::close(fd_);
+    std::filesystem::remove_all(directory_);
+  }
+  const std::filesystem::path& path() const { return path_; }
+  std::string receive() const {
+    char buffer[4096];
+    const ssize_t n = ::recv(fd_, buffer, sizeof buffer, 0);
+    return n < 0 ? std::string("(nothing)") : std::string(buffer, static_cast<std::size_t>(n));
+  }
+
+ private:
+  std::filesystem::path directory_;
+  std::filesystem::path path_;
+  int fd_ = -1;
+};
+
+TEST(LinuxSystemLogTest, SystemLogGetsEachLineUnderTheSdkTagWithThePriorityOfItsLevel) {
+  SyslogServer server;
+  ::setenv("LUMORA_LOG_LEVEL", "error", 1);
+  LinuxPlatformOptions options;
+  options.systemLogSocket = server.path();
+  LinuxPlatform platform(options);
+  ::unsetenv("LUMORA_LOG_LEVEL");
+  const auto log = platform.systemLog();
+  EXPECT_EQ(log->requestedLevel(), "error");
+
+  auto hidden = record(3, "not for the system log");
+  hidden.toSystemLog = false;
+  log->write(hidden);
+  const std::vector<std::pair<std::int64_t, int>> priorities{{0, 15}, {1, 14}, {2, 12}, {3, 11}};
+  for (const auto& [level, priority] : priorities) {
+    log->write(record(level, "2025-03-07 09:41:05 [X] [F:1 f()] - line " + std::to_string(level)));
+  }
+  for (const auto& [level, priority] : priorities) {
+    const std::regex expected(
+        "<" + std::to_string(priority) +
+        R"(>[A-Z][a-z]{2} [ 1-3]\d \d\d:\d\d:\d\d LumoraBeaconSDK\[)" + std::to_string(::getpid()) +
+        R"(\]: \[LumoraBeaconSDK\] 2025-03-07 09:41:05 \[X\] \[F:1 f\(\)\] - line )" +
+        std::to_string(level));
+    const auto datagram = server.receive();
+    EXPECT_TRUE(std::regex_match(datagram, expected)) << datagram;
+  }
+}
+
+TEST(LinuxSystemLogTest, LinesAreWholeAndNeverInterleavedAcrossThreads) {
+  constexpr int kThreads = 4;
+  constexpr int kLines = 500;
+  Pipe out;
+  const auto lines = drainWhile(out, [&] {
+    LinuxSystemLog log(toDescriptor(out.fds[1], 64 << 20));
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+      threads.emplace_back([&log, t] {
+        auto line = record(1, "");
+        for (int i = 0; i < kLines; ++i) {
+          line.text = "thread " + std::to_string(t) + " line " + std::to_string(i) + " " +
+                      std::string(static_cast<std::size_t>(i % 300), 'x');
+          line.toSystemLog = i % 2 == 0;
+          line.toStandardOutput = i % 7 != 0;
+          log.write(line);
+        }
+      });
+    }
+    for (auto& thread : threads) thread.join();
+  });
+  std::set<std::string> seen;
+  for (const auto& line : lines) {
+    EXPECT_TRUE(std::regex_match(line, std::regex(R"(thread \d line (\d+) x*)"))) << line;
+    EXPECT_TRUE(seen.insert(line).second) << "written twice: " << line;
+  }
+  EXPECT_EQ(seen.size(), static_cast<std::size_t>(kThreads * (kLines - (kLines + 6) / 7)))
+      << "every line meant for standard output, and only those";
+}
+
+TEST(LinuxSystemLogTest, StalledReaderNeitherBlocksTheCallerNorLosesCountOfDroppedLines) {
+  constexpr int kLines = 5000;
+  Pipe out;
+  auto options = toDescriptor(out.fds[1], 64 << 10);
+  options.flushTimeout = std::chrono::seconds(60);
+  auto log = std::make_unique<LinuxSystemLog>(options);
+  // Nobody reads yet: the pipe and the queue fill up, and every call returns.
+  for (int i = 0; i < kLines; ++i) {
+    log->write(record(0, "line " + std::to_string(i) + " " + std::string(100, 'x')));
+  }
+  const auto lines = drainWhile(out, [&] { log.reset(); });
+
+  int written = 0;
+  int previous = -1;
+  long dropped = 0;
+  const std::regex notice(
+      R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d \[WARNING\] \[LinuxSystemLog\] - Dropped (\d+) log lines: the output could not keep up)");
+  for (const auto& line : lines) {
+    std::smatch match;
+    if (std::regex_match(line, match, notice)) {
+      dropped += std::stol(match[1]);
+      continue;
+    }
+    ASSERT_TRUE(std::regex_match(line, match, std::regex(R"(line (\d+) x{100})"))) << line;
+    EXPECT_GT(std::stoi(match[1]), previous) << "order kept";
+    previous = std::stoi(match[1]);
+    ++written;
+  }
+  EXPECT_GT(dropped, 0);
+  EXPECT_LT(written, kLines);
+  EXPECT_EQ(written + dropped, kLines);
+}
+
+TEST(LinuxSystemLogTest, ReaderThatWentAwayDoesNotKillTheHost) {
+  // In a child process: before the writer thread took SIGPIPE on itself, the
+  // first line killed the process.
+  EXPECT_EXIT(
+      {
+        Pipe out;
+        out.closeRead();
+        {
+          LinuxSystemLog log(toDescriptor(out.fds[1]));
+          for (int i = 0; i < 100; ++i) log.write(record(1, "to nobody"));
+        }
+        struct sigaction action {};
+        ::sigaction(SIGPIPE, nullptr, &action);
+        sigset_t blocked;
+        ::pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+        const bool hostSignalsUntouched =
+            action.sa_handler == SIG_DFL && !::sigismember(&blocked, SIGPIPE);
+        std::_Exit(hostSignalsUntouched ? 0 : 3);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+}  // namespace
+}  // namespace lumora::platform
