@@ -1,5 +1,6 @@
 #include "platform/linux/LinuxPlatform.hpp"
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/ble/BleLocationService.hpp"
@@ -36,6 +37,23 @@ void connectToCentral(const std::shared_ptr<BleLocationService>& service,
   central->setMonitoringDemand(service->needsAdvertisements());
 }
 
+BluezCentral::Options bluezOptions(const LinuxPlatformOptions& options) {
+  BluezCentral::Options bluez;
+  bluez.busAddress = options.bluetoothBusAddress;
+  return bluez;
+}
+
+/// BlueZ reports a present iBeacon again at the latest after one discovery
+/// session (an unchanged advertisement passes about once per session) or one
+/// monitor refresh; one more second covers the beacon's own advertising
+/// interval and the restart itself.
+BleLocationService::Timing bluezStreamTiming(const BluezCentral::Options& bluez) {
+  BleLocationService::Timing timing;
+  timing.rangingGraceSeconds =
+      std::max(bluez.discoveryRestartSeconds, bluez.monitorRefreshSeconds) + 1.0;
+  return timing;
+}
+
 }  // namespace
 
 LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)
@@ -68,11 +86,8 @@ std::shared_ptr<ResourceBundle> LinuxPlatform::resourceBundle() {
 }
 
 std::shared_ptr<BluezCentral> LinuxPlatform::bluezLocked() {
-  return lazy(central_, [this] {
-    BluezCentral::Options bluez;
-    bluez.busAddress = options_.bluetoothBusAddress;
-    return BluezCentral::create(mainQueue(), bluez);
-  });
+  return lazy(central_,
+              [this] { return BluezCentral::create(mainQueue(), bluezOptions(options_)); });
 }
 
 std::shared_ptr<BleCentral> LinuxPlatform::bleCentral() { return bluezLocked(); }
@@ -81,7 +96,8 @@ std::shared_ptr<LocationService> LinuxPlatform::locationService() {
   return lazy(location_, [this] {
     auto service = BleLocationService::create(
         mainQueue(), clock_,
-        options_.locationAuthorization.value_or(configuredLocationAuthorization()));
+        options_.locationAuthorization.value_or(configuredLocationAuthorization()),
+        bluezStreamTiming(bluezOptions(options_)));
     connectToCentral(service, bluezLocked());
     return service;
   });
