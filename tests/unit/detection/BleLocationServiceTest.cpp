@@ -154,8 +154,9 @@ TEST_F(RegionMonitoring, ABeaconHeardEverySecondIsRangedWithoutGapsAndDroppedAtO
     for (const auto& event : recorder->events) {
       if (event.ends_with("range E2C56DB5 1.2")) listed.push_back(std::stod(event) - start);
     }
-    EXPECT_EQ(listed, heardBeforeReports ? std::vector<double>{1, 2, 3, 4}
-                                         : std::vector<double>{2, 3, 4, 5});
+    const std::vector<double> expected =
+        heardBeforeReports ? std::vector<double>{1, 2, 3, 4} : std::vector<double>{2, 3, 4, 5};
+    EXPECT_EQ(listed, expected);
   }
 }
 
