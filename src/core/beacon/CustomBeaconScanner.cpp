@@ -5,8 +5,10 @@
 namespace lumora {
 namespace {
 
+// The central is handed the canonical 128-bit form, also for a short form
+// such as "FEAA".
 std::string scanService(const std::string& customBeaconServiceUUID) {
-  const auto uuid = Uuid::parse(customBeaconServiceUUID);
+  const auto uuid = Uuid::parseBluetooth(customBeaconServiceUUID);
   return uuid ? uuid->text() : customBeaconServiceUUID;
 }
 

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "core/net/EventRequest.hpp"
-#include "core/notify/NotificationPayloadKeys.hpp"
+#include "core/notify/TappedPayload.hpp"
 #include "core/util/LumoraLogger.hpp"
 #include "lumora/ClientProfile.hpp"
 
@@ -15,49 +15,6 @@ namespace {
 
 // The delegate works on behalf of the notification manager and logs under its name.
 constexpr std::string_view kLogFile = "NotificationManager";
-
-using Keys = NotificationPayloadKeys;
-
-// The value under key when it has the expected type; nothing otherwise.
-template <typename T>
-std::optional<T> valueOf(const platform::NotificationUserInfo& userInfo, std::string_view key) {
-  const auto found = userInfo.find(std::string(key));
-  if (found == userInfo.end()) return std::nullopt;
-  if (const auto* value = std::get_if<T>(&found->second)) return *value;
-  return std::nullopt;
-}
-
-// What a tap on a library notification carries back.
-struct TappedPayload {
-  std::int64_t bindingId;
-  std::int64_t campaignId;
-  std::int64_t creativeId;
-  std::string appName;
-  std::string data;
-  std::string spaceId;
-  std::optional<std::string> phoneNumber;
-  std::optional<std::string> email;
-  std::optional<std::string> advertisingId;
-};
-
-// Nothing when a required key is missing or of another type: the
-// notification is not one of the library's.
-std::optional<TappedPayload> readPayload(const platform::NotificationUserInfo& userInfo) {
-  const auto bindingId = valueOf<std::int64_t>(userInfo, Keys::bindingId);
-  const auto campaignId = valueOf<std::int64_t>(userInfo, Keys::campaignId);
-  const auto creativeId = valueOf<std::int64_t>(userInfo, Keys::creativeId);
-  const auto appName = valueOf<std::string>(userInfo, Keys::appName);
-  if (!bindingId || !campaignId || !creativeId || !appName) return std::nullopt;
-  return TappedPayload{*bindingId,
-                       *campaignId,
-                       *creativeId,
-                       *appName,
-                       valueOf<std::string>(userInfo, Keys::data).value_or(""),
-                       valueOf<std::string>(userInfo, Keys::spaceId).value_or(""),
-                       valueOf<std::string>(userInfo, Keys::phoneNumber),
-                       valueOf<std::string>(userInfo, Keys::email),
-                       valueOf<std::string>(userInfo, Keys::advertisingId)};
-}
 
 }  // namespace
 
@@ -82,7 +39,7 @@ void NotificationDelegate::willPresent(const platform::NotificationRequest& /*no
 
 void NotificationDelegate::didReceive(const platform::NotificationResponse& response,
                                       std::function<void()> completion) {
-  auto payload = readPayload(response.request.userInfo);
+  auto payload = TappedPayload::read(response.request.userInfo);
   if (!payload) {
     completion();
     return;

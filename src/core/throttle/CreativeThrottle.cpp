@@ -26,11 +26,8 @@ std::size_t CreativeThrottle::CreativeKeyHash::operator()(const CreativeKey& key
   return seed;
 }
 
-CreativeThrottle::CreativeThrottle(std::shared_ptr<platform::Clock> clock,
-                                   std::size_t pruneThreshold)
-    : clock_(std::move(clock)),
-      minimumPruneThreshold_(pruneThreshold),
-      pruneThreshold_(pruneThreshold) {}
+CreativeThrottle::CreativeThrottle(std::shared_ptr<platform::Clock> clock)
+    : clock_(std::move(clock)) {}
 
 double CreativeThrottle::windowSeconds(std::int64_t intervalHours) {
   std::int64_t seconds = 0;
@@ -60,7 +57,6 @@ bool CreativeThrottle::process(std::int64_t companyId, const std::string& spaceI
   const platform::TimePoint now = clock_->now();
   std::vector<platform::TimePoint> valid;
   if (it != processingHistory_.end()) {
-    it->second.windowSeconds = window;
     valid = filterValidTimestamps(it->second.timestamps, window, now);
   }
   if (static_cast<std::int64_t>(valid.size()) >= frequencyCapping->maxFrequency) return false;
@@ -71,24 +67,8 @@ bool CreativeThrottle::process(std::int64_t companyId, const std::string& spaceI
     return true;
   }
   processingHistory_.emplace(CreativeKey{companyId, spaceId, bindingId},
-                             ProcessingRecord{std::move(valid), window});
-  if (processingHistory_.size() > pruneThreshold_) pruneLocked(now);
+                             ProcessingRecord{std::move(valid)});
   return true;
-}
-
-void CreativeThrottle::pruneLocked(platform::TimePoint now) {
-  for (auto it = processingHistory_.begin(); it != processingHistory_.end();) {
-    auto& record = it->second;
-    record.timestamps = filterValidTimestamps(record.timestamps, record.windowSeconds, now);
-    it = record.timestamps.empty() ? processingHistory_.erase(it) : std::next(it);
-  }
-  pruneThreshold_ = std::max(minimumPruneThreshold_, 2 * processingHistory_.size());
-}
-
-void CreativeThrottle::cleanupExpiredRecords() {
-  const platform::TimePoint now = clock_->now();
-  std::lock_guard lock(mutex_);
-  pruneLocked(now);
 }
 
 std::int64_t CreativeThrottle::getProcessingCount(std::int64_t companyId,
@@ -108,7 +88,6 @@ std::int64_t CreativeThrottle::getProcessingCount(std::int64_t companyId,
 void CreativeThrottle::reset() {
   std::lock_guard lock(mutex_);
   processingHistory_.clear();
-  pruneThreshold_ = minimumPruneThreshold_;
 }
 
 std::size_t CreativeThrottle::size() const {

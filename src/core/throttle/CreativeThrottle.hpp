@@ -22,30 +22,23 @@ namespace lumora {
 /// interval whose length in seconds does not fit in 64 bits is unbounded
 /// (every delivery ever recorded counts); a hugely negative one counts none.
 ///
-/// The history is bounded: once the number of tracked identities has grown
-/// past a threshold, identities whose every delivery has expired under the
-/// window they were last judged with are forgotten, and the threshold becomes
-/// twice the number kept. Forgetting cannot change a later decision made with
-/// the same or a shorter window. Because the threshold doubles with what is
-/// kept, the cost of pruning spreads over the insertions that led to it: a
-/// call costs O(1) amortised plus one pass over the identity's own deliveries.
+/// What is remembered never changes a decision. A later creative for the same
+/// beacon may carry any window, up to an unbounded one, so a delivery can
+/// count again however old it is: no identity is ever forgotten by age.
+/// Memory stays proportional to what was delivered: an identity enters only
+/// with an allowed delivery, and an allowed call keeps only the deliveries
+/// inside its window, fewer than its maxFrequency, plus the new one.
 ///
 /// Thread-safe: every operation runs under one mutex.
 class CreativeThrottle {
  public:
-  static constexpr std::size_t kDefaultPruneThreshold = 1024;
-
-  explicit CreativeThrottle(std::shared_ptr<platform::Clock> clock,
-                            std::size_t pruneThreshold = kDefaultPruneThreshold);
+  explicit CreativeThrottle(std::shared_ptr<platform::Clock> clock);
 
   /// True when a delivery is allowed now, in which case it is recorded. An
   /// absent cap allows and records nothing. A refusal leaves the history of
   /// deliveries as it was.
   bool process(std::int64_t companyId, const std::string& spaceId, std::int64_t bindingId,
                const std::optional<Creative::FrequencyCapping>& frequencyCapping);
-  /// Drops expired deliveries of every identity, and identities left with
-  /// none, each judged with the window it was last judged with.
-  void cleanupExpiredRecords();
   /// The number of recorded deliveries for the identity within the last
   /// withinHours hours (same window rules as process).
   std::int64_t getProcessingCount(std::int64_t companyId, const std::string& spaceId,
@@ -68,8 +61,6 @@ class CreativeThrottle {
   struct ProcessingRecord {
     /// Allowed delivery times, oldest first.
     std::vector<platform::TimePoint> timestamps;
-    /// Window length, in seconds, of the cap this identity was last judged with.
-    double windowSeconds = 0;
   };
 
   /// intervalHours × 3600, or ±infinity when the product overflows.
@@ -78,13 +69,10 @@ class CreativeThrottle {
   static std::vector<platform::TimePoint> filterValidTimestamps(
       const std::vector<platform::TimePoint>& timestamps, double windowSeconds,
       platform::TimePoint now);
-  void pruneLocked(platform::TimePoint now);
 
   const std::shared_ptr<platform::Clock> clock_;
-  const std::size_t minimumPruneThreshold_;
   mutable std::mutex mutex_;
   std::unordered_map<CreativeKey, ProcessingRecord, CreativeKeyHash> processingHistory_;
-  std::size_t pruneThreshold_;
 };
 
 }  // namespace lumora

@@ -18,6 +18,10 @@ int hexValue(char c) {
   return -1;
 }
 
+// 00000000-0000-1000-8000-00805F9B34FB: short Bluetooth UUIDs fill its first four bytes.
+constexpr Uuid::Bytes kBluetoothBase{0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x10, 0x00,
+                                     0x80, 0x00, 0x00, 0x80, 0x5F, 0x9B, 0x34, 0xFB};
+
 }  // namespace
 
 Uuid::Uuid(const Bytes& bytes) : bytes_(bytes) {}
@@ -35,6 +39,21 @@ std::optional<Uuid> Uuid::parse(std::string_view text) {
     if (value < 0) return std::nullopt;
     bytes[nibble / 2] = static_cast<std::uint8_t>(bytes[nibble / 2] << 4 | value);
     ++nibble;
+  }
+  return Uuid(bytes);
+}
+
+std::optional<Uuid> Uuid::parseBluetooth(std::string_view text) {
+  if (text.size() != 4 && text.size() != 8) return parse(text);
+  std::uint32_t value = 0;
+  for (const char c : text) {
+    const int digit = hexValue(c);
+    if (digit < 0) return std::nullopt;
+    value = value << 4 | static_cast<std::uint32_t>(digit);
+  }
+  Bytes bytes = kBluetoothBase;
+  for (std::size_t i = 0; i < 4; ++i) {
+    bytes[i] = static_cast<std::uint8_t>(value >> (8 * (3 - i)));
   }
   return Uuid(bytes);
 }

@@ -29,17 +29,17 @@ PlatformRegion normalized(PlatformRegion region) {
 std::shared_ptr<BleLocationService> BleLocationService::create(std::shared_ptr<MainQueue> mainQueue,
                                                                std::shared_ptr<Clock> clock,
                                                                std::int64_t authorizationStatus,
-                                                               double exitAfterSeconds) {
-  return std::shared_ptr<BleLocationService>(new BleLocationService(
-      std::move(mainQueue), std::move(clock), authorizationStatus, exitAfterSeconds));
+                                                               Timing timing) {
+  return std::shared_ptr<BleLocationService>(
+      new BleLocationService(std::move(mainQueue), std::move(clock), authorizationStatus, timing));
 }
 
 BleLocationService::BleLocationService(std::shared_ptr<MainQueue> mainQueue,
                                        std::shared_ptr<Clock> clock,
-                                       std::int64_t authorizationStatus, double exitAfterSeconds)
+                                       std::int64_t authorizationStatus, Timing timing)
     : mainQueue_(std::move(mainQueue)),
       clock_(std::move(clock)),
-      exitAfterSeconds_(exitAfterSeconds),
+      timing_(timing),
       authorizationStatus_(authorizationStatus) {}
 
 BleLocationService::~BleLocationService() {
@@ -55,6 +55,7 @@ void BleLocationService::onAdvertisement(const AdvertisementData& advertisement)
   heard.beacon =
       PlatformBeacon{frame->proximityUuid, frame->major, frame->minor, advertisement.rssi};
   heard.lastHeard = clock_->now();
+  heard.interval = interval_;
   enterRegionsOf(frame->proximityUuid);
 }
 
@@ -97,9 +98,6 @@ void BleLocationService::startMonitoring(const PlatformRegion& region) {
     monitored_.push_back(entry);
   }
   deliver([region = entry.region](LocationServiceDelegate& d) { d.didStartMonitoring(region); });
-  deliver([state = stateOf(entry.region), region = entry.region](LocationServiceDelegate& d) {
-    d.didDetermineState(state, region);
-  });
   updateDemand();
 }
 
@@ -141,11 +139,16 @@ bool BleLocationService::isPresent(const std::string& uuid) const {
   return first != present_.end() && std::get<0>(first->first) == uuid;
 }
 
-std::vector<PlatformBeacon> BleLocationService::presentBeacons(const std::string& uuid) const {
+std::vector<PlatformBeacon> BleLocationService::rangedBeacons(const std::string& uuid) const {
+  const auto now = clock_->now();
   std::vector<PlatformBeacon> beacons;
   for (auto it = present_.lower_bound(BeaconKey{uuid, INT64_MIN, INT64_MIN});
        it != present_.end() && std::get<0>(it->first) == uuid; ++it) {
-    beacons.push_back(it->second.beacon);
+    const auto& heard = it->second;
+    const double silence = std::chrono::duration<double>(now - heard.lastHeard).count();
+    if (heard.interval == interval_ || silence < timing_.rangingGraceSeconds) {
+      beacons.push_back(heard.beacon);
+    }
   }
   return beacons;
 }
@@ -158,7 +161,8 @@ std::int64_t BleLocationService::stateOf(const PlatformRegion& region) const {
 void BleLocationService::refreshPresence() {
   const auto now = clock_->now();
   std::erase_if(present_, [&](const auto& entry) {
-    return std::chrono::duration<double>(now - entry.second.lastHeard).count() >= exitAfterSeconds_;
+    return std::chrono::duration<double>(now - entry.second.lastHeard).count() >=
+           timing_.exitAfterSeconds;
   });
   for (auto& m : monitored_) {
     if (!m.inside || stateOf(m.region) == kStateInside) continue;
@@ -178,15 +182,17 @@ void BleLocationService::enterRegionsOf(const std::string& uuid) {
 void BleLocationService::tick() {
   refreshPresence();
   for (const auto& uuid : rangingConstraints_) {
-    deliver([beacons = presentBeacons(uuid), uuid](LocationServiceDelegate& d) {
+    deliver([beacons = rangedBeacons(uuid), uuid](LocationServiceDelegate& d) {
       d.didRangeBeaconsSatisfying(beacons, uuid);
     });
   }
+  ++interval_;
 }
 
 void BleLocationService::updateDemand() {
   const bool demand = authorized() && (!monitored_.empty() || !rangingConstraints_.empty());
   if (demand && !tickTimer_) {
+    ++interval_;  // what was heard while nothing ran belongs to no report
     std::weak_ptr<BleLocationService> weakSelf = weak_from_this();
     tickTimer_ = mainQueue_->scheduleTimer(kRangingIntervalSeconds, true, [weakSelf](Timer&) {
       if (auto self = weakSelf.lock()) self->tick();

@@ -16,22 +16,35 @@
 
 namespace lumora::platform {
 
+/// How a BleLocationService's advertisement stream behaves, and how long
+/// presence lasts.
+struct BleLocationTiming {
+  /// The longest silence the stream may leave about a beacon that is still
+  /// there; 0 for a stream that carries every advertisement heard.
+  double rangingGraceSeconds = 0.0;
+  /// Silence after which a beacon no longer counts for region monitoring.
+  double exitAfterSeconds = 30.0;
+};
+
 /// Region monitoring and beacon ranging computed from a stream of received
 /// Bluetooth LE advertisements. The owner feeds every advertisement it hears
 /// to onAdvertisement() and decides the authorization status; this class does
 /// the rest:
 ///
-/// - Presence: an iBeacon (see IBeaconFrame) counts as present from the first
-///   advertisement heard until it has been silent for `exitAfterSeconds`.
-/// - Monitoring: a monitored beacon region is inside while a beacon with its
-///   proximity UUID is present. The first such beacon heard reports
-///   didEnterRegion; losing the last one reports didExitRegion (checked once a
-///   second). startMonitoring reports didStartMonitoring and then the region's
-///   current state, as requestState does (1 inside, 2 outside, 0 for a region
-///   without a proximity UUID).
 /// - Ranging: once a second, every active UUID constraint gets a
-///   didRangeBeaconsSatisfying report listing the present beacons with that
-///   UUID, ordered by major then minor; the list may be empty.
+///   didRangeBeaconsSatisfying report listing the beacons with that UUID
+///   (see IBeaconFrame) heard during the last ranging interval, ordered by
+///   major then minor; the list may be empty. A stream that reports a present
+///   beacon less often than once a second declares that gap as its
+///   `rangingGraceSeconds`: a beacon heard within that time is listed too.
+/// - Monitoring: a beacon counts as present for monitoring from the first
+///   advertisement heard until it has been silent for `exitAfterSeconds`. A
+///   monitored beacon region is inside while a beacon with its proximity UUID
+///   is present. The first such beacon heard reports didEnterRegion; losing
+///   the last one reports didExitRegion (checked once a second).
+///   startMonitoring reports didStartMonitoring only; requestState reports
+///   the region's current state (1 inside, 2 outside, 0 for a region without
+///   a proximity UUID).
 /// - Authorization: reported once to each newly attached delegate and on every
 ///   change. While the status is neither authorizedAlways (3) nor
 ///   authorizedWhenInUse (4), region and ranging events are withheld, as the
@@ -42,22 +55,24 @@ namespace lumora::platform {
 /// advertisement stream running (authorized, and monitoring or ranging
 /// something): the Linux backend uses it to run a BLE discovery only then.
 ///
-///   auto service = BleLocationService::create(queue, clock, 3);
+///   auto service = BleLocationService::create(queue, clock, 3, {.rangingGraceSeconds = 2.5});
 ///   service->setDemandObserver([&](bool needed) { needed ? startDiscovery() : stopDiscovery(); });
 ///   onEachAdvertisement([&](const AdvertisementData& ad) { service->onAdvertisement(ad); });
 class BleLocationService : public LocationService,
                            public std::enable_shared_from_this<BleLocationService> {
  public:
-  static constexpr double kDefaultExitAfterSeconds = 30.0;
   static constexpr double kRangingIntervalSeconds = 1.0;
   static constexpr std::int64_t kAuthorizedAlways = 3;
   static constexpr std::int64_t kAuthorizedWhenInUse = 4;
 
   using DemandObserver = std::function<void(bool needsAdvertisements)>;
 
-  static std::shared_ptr<BleLocationService> create(
-      std::shared_ptr<MainQueue> mainQueue, std::shared_ptr<Clock> clock,
-      std::int64_t authorizationStatus, double exitAfterSeconds = kDefaultExitAfterSeconds);
+  using Timing = BleLocationTiming;
+
+  static std::shared_ptr<BleLocationService> create(std::shared_ptr<MainQueue> mainQueue,
+                                                    std::shared_ptr<Clock> clock,
+                                                    std::int64_t authorizationStatus,
+                                                    Timing timing = {});
   ~BleLocationService() override;
 
   /// One received advertisement; anything but an iBeacon frame is ignored.
@@ -83,13 +98,14 @@ class BleLocationService : public LocationService,
 
  protected:
   BleLocationService(std::shared_ptr<MainQueue> mainQueue, std::shared_ptr<Clock> clock,
-                     std::int64_t authorizationStatus, double exitAfterSeconds);
+                     std::int64_t authorizationStatus, Timing timing);
 
  private:
   using BeaconKey = std::tuple<std::string, std::int64_t, std::int64_t>;  // uuid, major, minor
   struct HeardBeacon {
     PlatformBeacon beacon;
     TimePoint lastHeard;
+    std::uint64_t interval = 0;  // the ranging interval it was last heard in
   };
   struct MonitoredRegion {
     PlatformRegion region;
@@ -98,7 +114,8 @@ class BleLocationService : public LocationService,
 
   bool authorized() const;
   bool isPresent(const std::string& uuid) const;
-  std::vector<PlatformBeacon> presentBeacons(const std::string& uuid) const;
+  /// The beacons of the UUID heard in the current ranging interval or within the grace.
+  std::vector<PlatformBeacon> rangedBeacons(const std::string& uuid) const;
   std::int64_t stateOf(const PlatformRegion& region) const;
   /// Forgets beacons silent for the exit period and reports regions left.
   void refreshPresence();
@@ -112,7 +129,7 @@ class BleLocationService : public LocationService,
 
   const std::shared_ptr<MainQueue> mainQueue_;
   const std::shared_ptr<Clock> clock_;
-  const double exitAfterSeconds_;
+  const Timing timing_;
   std::int64_t authorizationStatus_;
   std::weak_ptr<LocationServiceDelegate> delegate_;
   DemandObserver demandObserver_;
@@ -120,6 +137,7 @@ class BleLocationService : public LocationService,
   std::vector<MonitoredRegion> monitored_;
   std::set<std::string> rangingConstraints_;
   std::map<BeaconKey, HeardBeacon> present_;
+  std::uint64_t interval_ = 0;  // counts the ranging intervals begun
   std::shared_ptr<Timer> tickTimer_;
 };
 

@@ -12,6 +12,8 @@ constexpr const char* kName = "org.freedesktop.Notifications";
 constexpr const char* kPath = "/org/freedesktop/Notifications";
 constexpr const char* kIface = "org.freedesktop.Notifications";
 constexpr const char* kAppName = "LumoraBeaconSDK";
+// The freedesktop sound theme's name for the arrival of a new message.
+constexpr const char* kNewMessageSound = "message-new-instant";
 constexpr std::uint64_t kAlert = 4;
 constexpr std::int64_t kDenied = 1;
 constexpr std::int64_t kAuthorized = 2;
@@ -130,7 +132,11 @@ void FreedesktopNotificationCenter::probe(ProbeResult result) {
         GVariant* capabilities = g_variant_get_child_value(reply, 0);
         const auto list = stringList(capabilities);
         g_variant_unref(capabilities);
-        self->bodyMarkup_ = std::find(list.begin(), list.end(), "body-markup") != list.end();
+        const auto offers = [&list](const char* capability) {
+          return std::find(list.begin(), list.end(), capability) != list.end();
+        };
+        self->bodyMarkup_ = offers("body-markup");
+        self->sound_ = offers("sound");
         result(std::nullopt);
       });
 }
@@ -153,6 +159,9 @@ void FreedesktopNotificationCenter::notify(const NotificationRequest& request) {
   const gchar* actions[] = {"default", "Open", nullptr};
   GVariantBuilder hints;
   g_variant_builder_init(&hints, G_VARIANT_TYPE("a{sv}"));
+  if (request.defaultSound && sound_) {
+    g_variant_builder_add(&hints, "{sv}", "sound-name", g_variant_new_string(kNewMessageSound));
+  }
   GVariant* params = g_variant_new("(susss^as@a{sv}i)", kAppName, 0u, "", request.title.c_str(),
                                    body.c_str(), actions, g_variant_builder_end(&hints), -1);
   std::weak_ptr<FreedesktopNotificationCenter> weak = weak_from_this();
@@ -162,7 +171,7 @@ void FreedesktopNotificationCenter::notify(const NotificationRequest& request) {
                if (!self || error) return;  // the server went away: nothing was shown
                guint32 id = 0;
                g_variant_get(reply, "(u)", &id);
-               self->shown_[id] = request;
+               self->shown_.add(id, request);
              });
 }
 
@@ -171,11 +180,11 @@ void FreedesktopNotificationCenter::onActionInvoked(GVariant* parameters) {
   guint32 id = 0;
   const gchar* action = nullptr;
   g_variant_get(parameters, "(u&s)", &id, &action);
-  auto shown = shown_.find(id);
-  if (shown == shown_.end()) return;  // another application's notification
+  auto response = shown_.actionInvoked(id, action);
+  if (!response) return;  // another application's notification
   auto target = delegate().lock();
   if (!target) return;
-  target->didReceive(NotificationResponse{shown->second, action}, [] {});
+  target->didReceive(*response, [] {});
 }
 
 void FreedesktopNotificationCenter::onClosed(GVariant* parameters) {
@@ -183,7 +192,7 @@ void FreedesktopNotificationCenter::onClosed(GVariant* parameters) {
   guint32 id = 0;
   guint32 reason = 0;
   g_variant_get(parameters, "(uu)", &id, &reason);
-  shown_.erase(id);
+  shown_.closed(id);
 }
 
 }  // namespace lumora::platform

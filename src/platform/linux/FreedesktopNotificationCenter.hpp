@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -11,6 +10,7 @@
 #include "platform/MainQueue.hpp"
 #include "platform/NotificationCenter.hpp"
 #include "platform/linux/DbusClient.hpp"
+#include "platform/linux/ShownNotifications.hpp"
 
 namespace lumora::platform {
 
@@ -28,9 +28,12 @@ namespace lumora::platform {
 /// there is none), then waits the trigger's interval on a main-queue timer,
 /// asks the delegate's willPresent (shown when the options include alert, 4),
 /// and calls Notify with the title as summary, the body (markup-escaped when
-/// the server renders "body-markup"), and one "default" action labelled
-/// "Open". ActionInvoked for a notification we sent reaches the delegate's
-/// didReceive with the original request; NotificationClosed forgets it.
+/// the server renders "body-markup"), one "default" action labelled "Open",
+/// and, for a request with the default sound where the server plays sounds
+/// ("sound"), the sound hint "sound-name" "message-new-instant". ActionInvoked
+/// for a notification we sent, whatever its action key, reaches the
+/// delegate's didReceive with the original request; NotificationClosed
+/// forgets it.
 ///
 /// Every completion and delegate call runs on the main queue. Any thread.
 class FreedesktopNotificationCenter
@@ -76,7 +79,8 @@ class FreedesktopNotificationCenter
   std::weak_ptr<NotificationCenterDelegate> delegate_;
   // Main queue only:
   bool bodyMarkup_ = false;
-  std::map<std::uint32_t, NotificationRequest> shown_;  // server id -> our request
+  bool sound_ = false;
+  ShownNotifications shown_;
 };
 
 }  // namespace lumora::platform

@@ -46,6 +46,23 @@ std::shared_ptr<LinuxSystemLog> makeSystemLog(const LinuxPlatformOptions& option
   return std::make_shared<LinuxSystemLog>(std::move(log));
 }
 
+BluezCentral::Options bluezOptions(const LinuxPlatformOptions& options) {
+  BluezCentral::Options bluez;
+  bluez.busAddress = options.bluetoothBusAddress;
+  return bluez;
+}
+
+/// Ranging lists the iBeacons BlueZ reported in the last second, with one more
+/// second for radio jitter. A present beacon is reported at least once per
+/// discovery session (4.5 s) or monitor refresh (2 s), well inside the gate's
+/// 10 seconds, so the gate stays open while it is heard and closes 10 to 11
+/// seconds after the last report.
+BleLocationService::Timing bluezStreamTiming() {
+  BleLocationService::Timing timing;
+  timing.rangingGraceSeconds = 1.0;
+  return timing;
+}
+
 }  // namespace
 
 LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)
@@ -78,11 +95,8 @@ std::shared_ptr<ResourceBundle> LinuxPlatform::resourceBundle() {
 }
 
 std::shared_ptr<BluezCentral> LinuxPlatform::bluezLocked() {
-  return lazy(central_, [this] {
-    BluezCentral::Options bluez;
-    bluez.busAddress = options_.bluetoothBusAddress;
-    return BluezCentral::create(mainQueue(), bluez);
-  });
+  return lazy(central_,
+              [this] { return BluezCentral::create(mainQueue(), bluezOptions(options_)); });
 }
 
 std::shared_ptr<BleCentral> LinuxPlatform::bleCentral() { return bluezLocked(); }
@@ -91,7 +105,8 @@ std::shared_ptr<LocationService> LinuxPlatform::locationService() {
   return lazy(location_, [this] {
     auto service = BleLocationService::create(
         mainQueue(), clock_,
-        options_.locationAuthorization.value_or(configuredLocationAuthorization()));
+        options_.locationAuthorization.value_or(configuredLocationAuthorization()),
+        bluezStreamTiming());
     connectToCentral(service, bluezLocked());
     return service;
   });

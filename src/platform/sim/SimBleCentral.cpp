@@ -3,7 +3,21 @@
 #include <strings.h>
 #include <algorithm>
 
+#include "core/util/Uuid.hpp"
+
 namespace lumora::platform {
+namespace {
+
+// Service UUIDs are the same when they denote the same UUID, whatever the
+// form ("FEAA" and its 128-bit form); texts that are no UUID compare as text.
+bool sameService(const std::string& wanted, const std::string& offered) {
+  const auto wantedUuid = Uuid::parseBluetooth(wanted);
+  const auto offeredUuid = Uuid::parseBluetooth(offered);
+  if (wantedUuid && offeredUuid) return *wantedUuid == *offeredUuid;
+  return strcasecmp(wanted.c_str(), offered.c_str()) == 0;
+}
+
+}  // namespace
 
 SimBleCentral::SimBleCentral(std::shared_ptr<MainQueue> mainQueue, std::int64_t state)
     : mainQueue_(std::move(mainQueue)), state_(state) {}
@@ -57,9 +71,7 @@ bool SimBleCentral::matchesFilter(const AdvertisementData& advertisement) const 
   if (filter_.empty()) return true;
   return std::any_of(filter_.begin(), filter_.end(), [&](const std::string& wanted) {
     return std::any_of(advertisement.serviceUuids.begin(), advertisement.serviceUuids.end(),
-                       [&](const std::string& offered) {
-                         return strcasecmp(wanted.c_str(), offered.c_str()) == 0;
-                       });
+                       [&](const std::string& offered) { return sameService(wanted, offered); });
   });
 }
 

@@ -16,10 +16,10 @@ namespace lumora::platform {
 /// A Bluetooth LE central on the simulated air. Its state is scripted with
 /// simulateStateChange(); while a scan runs and the state is poweredOn, every
 /// advertisement it hears that carries one of the scan's services (any, for an
-/// empty filter) is reported to the delegate. Without allowDuplicates each
-/// peripheral is reported once per scan. Like a real radio, a scan ends when
-/// the state leaves poweredOn, and a scan requested while not powered on does
-/// not run. Delegate calls are posted to the main queue.
+/// empty filter; compared as UUIDs, so "FEAA" matches its 128-bit form) is reported to the
+/// delegate. Without allowDuplicates each peripheral is reported once per scan. Like a real radio,
+/// a scan ends when the state leaves poweredOn, and a scan requested while not powered on does not
+/// run. Delegate calls are posted to the main queue.
 ///
 /// Every scanForPeripherals and stopScan call is recorded, also when it had no
 /// effect, and handed to the optional scan observer.

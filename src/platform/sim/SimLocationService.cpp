@@ -5,9 +5,9 @@ namespace lumora::platform {
 std::shared_ptr<SimLocationService> SimLocationService::create(std::shared_ptr<MainQueue> mainQueue,
                                                                std::shared_ptr<Clock> clock,
                                                                std::int64_t authorizationStatus,
-                                                               double exitAfterSeconds) {
-  return std::shared_ptr<SimLocationService>(new SimLocationService(
-      std::move(mainQueue), std::move(clock), authorizationStatus, exitAfterSeconds));
+                                                               Timing timing) {
+  return std::shared_ptr<SimLocationService>(
+      new SimLocationService(std::move(mainQueue), std::move(clock), authorizationStatus, timing));
 }
 
 void SimLocationService::receive(const AdvertisementData& advertisement) {

@@ -99,14 +99,14 @@ bool SimNotificationCenter::isDelivered(std::size_t index) const {
   return false;
 }
 
-bool SimNotificationCenter::simulateTap(std::size_t index) {
+bool SimNotificationCenter::simulateTap(std::size_t index, const std::string& actionIdentifier) {
   NotificationResponse response;
   std::size_t tapIndex = 0;
   std::shared_ptr<NotificationCenterDelegate> delegate;
   {
     std::lock_guard lock(mutex_);
     if (index >= added_.size() || !isDelivered(index)) return false;
-    response = {added_[index].request, kDefaultActionIdentifier};
+    response = {added_[index].request, actionIdentifier};
     tapIndex = taps_.size();
     taps_.push_back({index, clock_->now(), std::nullopt});
     delegate = delegate_.lock();

@@ -87,10 +87,11 @@ class SimNotificationCenter : public NotificationCenter,
   void setAddError(std::optional<PlatformError> error);
   /// Called (on the thread that adds) for each request added successfully.
   void setAddObserver(AddObserver observer);
-  /// The user taps the index-th added request: its delegate receives a
-  /// response with the default action. False (and nothing happens) when there
-  /// is no such request or it has not been delivered yet.
-  bool simulateTap(std::size_t index);
+  /// The user taps the index-th added request (or one of its actions): its
+  /// delegate receives a response with that action. False (and nothing
+  /// happens) when there is no such request or it has not been delivered yet.
+  bool simulateTap(std::size_t index,
+                   const std::string& actionIdentifier = kDefaultActionIdentifier);
 
   // Inspection.
   std::int64_t authorizationStatus() const;

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <stdexcept>
 
+#include "core/util/Uuid.hpp"
 #include "platform/ble/IBeaconFrame.hpp"
 
 namespace lumora::platform {
@@ -118,7 +119,8 @@ AdvertisementData SimRadio::customBeaconAdvertisement(std::string_view spaceId,
 
   AdvertisementData advertisement;
   advertisement.manufacturerData = std::move(data);
-  advertisement.serviceUuids = {upperCase(serviceUuid)};
+  const auto uuid = Uuid::parseBluetooth(serviceUuid);
+  advertisement.serviceUuids = {uuid ? uuid->text() : upperCase(serviceUuid)};
   advertisement.peripheralId = "custom-" + std::string(spaceId) + "-" + std::to_string(bindingId);
   return advertisement;
 }

@@ -52,7 +52,8 @@ class SimRadio : public std::enable_shared_from_this<SimRadio> {
                                                 std::int8_t measuredPower = -59);
   /// The library's custom beacon: manufacturer data 34 12 03, the 24-bit
   /// binding identifier big-endian, the eight space bytes (spaceId: sixteen
-  /// hexadecimal digits) and eleven zero bytes, advertising serviceUuid.
+  /// hexadecimal digits) and eleven zero bytes, advertising serviceUuid (in
+  /// its 128-bit form, also when given a short form such as "FEAA").
   /// Throws std::invalid_argument when spaceId is not sixteen hex digits.
   static AdvertisementData customBeaconAdvertisement(std::string_view spaceId,
                                                      std::uint32_t bindingId,

@@ -125,16 +125,25 @@ TEST_F(FreedesktopNotificationCenterTest,
   EXPECT_EQ(g_variant_get_int32(arg(7).get()), -1);
 }
 
-TEST_F(FreedesktopNotificationCenterTest, PlainBodyWhenTheServerDoesNotRenderMarkup) {
-  bus->startTemplate("notification_daemon", kName, R"({"capabilities": "body actions"})");
+TEST_F(FreedesktopNotificationCenterTest, PlainBodyAndTheMessageSoundWhereTheServerOffersThem) {
+  bus->startTemplate("notification_daemon", kName, R"({"capabilities": "body actions sound"})");
   EXPECT_EQ(add(request("plain")), std::nullopt);
-  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return notifyCount() == 1; }));
+  auto silent = request("silent");
+  silent.defaultSound = false;
+  EXPECT_EQ(add(silent), std::nullopt);
+  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return notifyCount() == 2; }));
   auto calls = bus->callArguments(kName, kPath, "Notify");
-  GVariant* boxed = g_variant_get_child_value(calls.front().get(), 4);
-  GVariant* body = g_variant_get_variant(boxed);
-  EXPECT_STREQ(g_variant_get_string(body, nullptr), "Shoes & bags <50%>");
-  g_variant_unref(body);
-  g_variant_unref(boxed);
+  const auto arg = [&](std::size_t call, gsize index) {
+    GVariant* boxed = g_variant_get_child_value(calls.at(call).get(), index);
+    GVariant* value = g_variant_get_variant(boxed);
+    g_variant_unref(boxed);
+    return std::unique_ptr<GVariant, void (*)(GVariant*)>(value, &g_variant_unref);
+  };
+  EXPECT_STREQ(g_variant_get_string(arg(0, 4).get(), nullptr), "Shoes & bags <50%>");
+  const gchar* sound = nullptr;
+  EXPECT_TRUE(g_variant_lookup(arg(0, 6).get(), "sound-name", "&s", &sound));
+  EXPECT_STREQ(sound, "message-new-instant");
+  EXPECT_EQ(g_variant_n_children(arg(1, 6).get()), 0u) << "a request without sound";
 }
 
 TEST_F(FreedesktopNotificationCenterTest, PresentationWithoutAlertShowsNothing) {
@@ -157,24 +166,38 @@ TEST_F(FreedesktopNotificationCenterTest, ActionInvokedOnOurNotificationReachesT
   EXPECT_EQ(add(request("tap-me")), std::nullopt);
   ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return notifyCount() == 1; }));
   // The mock numbers notifications from 1; id 99 belongs to another application.
-  const auto emit = [&](guint32 id) {
+  const auto emit = [&](const char* signal, const char* signature, GVariant* second, guint32 id) {
     GVariantBuilder args;
     g_variant_builder_init(&args, G_VARIANT_TYPE("av"));
     g_variant_builder_add(&args, "v", g_variant_new_uint32(id));
-    g_variant_builder_add(&args, "v", g_variant_new_string("default"));
+    g_variant_builder_add(&args, "v", second);
     bus->call(kName, kPath, "org.freedesktop.DBus.Mock", "EmitSignal",
-              g_variant_new("(sss@av)", "org.freedesktop.Notifications", "ActionInvoked", "us",
+              g_variant_new("(sss@av)", "org.freedesktop.Notifications", signal, signature,
                             g_variant_builder_end(&args)));
   };
-  emit(99);
-  emit(1);
-  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return !delegate->responses.empty(); }));
-  ASSERT_EQ(delegate->responses.size(), 1u);
+  const auto action = [&](guint32 id, const char* key) {
+    emit("ActionInvoked", "us", g_variant_new_string(key), id);
+  };
+  action(99, "default");
+  action(1, "default");
+  action(1, "snooze");  // any action of ours is a response
+  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return delegate->responses.size() == 2; }));
   const auto& response = delegate->responses.front();
   EXPECT_EQ(response.actionIdentifier, "default");
   EXPECT_EQ(response.request.identifier, "tap-me");
   EXPECT_EQ(response.request.title, "Spring sale");
   EXPECT_EQ(response.request.userInfo, request("tap-me").userInfo);
+  EXPECT_EQ(delegate->responses.back().actionIdentifier, "snooze");
+
+  // Once closed, the notification is forgotten; a later one still answers.
+  EXPECT_EQ(add(request("later")), std::nullopt);
+  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return notifyCount() == 2; }));
+  emit("NotificationClosed", "uu", g_variant_new_uint32(2), 1);
+  action(1, "default");
+  action(2, "default");
+  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return delegate->responses.size() >= 3; }));
+  ASSERT_EQ(delegate->responses.size(), 3u);
+  EXPECT_EQ(delegate->responses.back().request.identifier, "later");
 }
 
 }  // namespace

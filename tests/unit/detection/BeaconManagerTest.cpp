@@ -57,16 +57,16 @@ TEST_F(Gate, OpensOnTheFirstIBeaconAndStartsTheBluetoothScanOnce) {
 
 TEST_F(Gate, ClosesOnTheFirstTickMoreThanTenSecondsAfterTheLastIBeacon) {
   start();
-  // Heard once at 5 s, the iBeacon is still ranged at the 6 s report: the last
-  // sighting is at 6 s. At the 16 s tick exactly 10 s have passed, not more.
+  // Heard once at 5 s, just before that second's ranging report: the last
+  // sighting is at 5 s. At the 15 s tick exactly 10 s have passed, not more.
   transmitAt(5.0, iBeacon());
-  transmitAt(16.5, customBeacon());
-  runUntil(16.5);
+  transmitAt(15.5, customBeacon());
+  runUntil(15.5);
   EXPECT_TRUE(customScanner->isScanning());
   EXPECT_EQ(listener->detections.size(), 1u);
   EXPECT_EQ(timeoutLogs(), 0u);
 
-  runUntil(17.0);
+  runUntil(16.0);
   EXPECT_FALSE(customScanner->isScanning());
   EXPECT_EQ(scanStops(), 1u);
   EXPECT_EQ(timeoutLogs(), 1u);

@@ -73,6 +73,12 @@ class RegionMonitoring : public testing::SimWorld {
                                           [=, this](Timer&) { hear(uuid, major, minor); });
   }
   std::vector<std::string>& events() { return delegate->events; }
+  std::shared_ptr<RecordingServiceDelegate> attach(BleLocationService& other) {
+    auto recorder =
+        std::make_shared<RecordingServiceDelegate>([this] { return secondsSinceStart(); });
+    other.setDelegate(recorder);
+    return recorder;
+  }
 
   std::shared_ptr<BleLocationService> service =
       BleLocationService::create(platform->virtualQueue, platform->virtualClock, 3);
@@ -97,14 +103,15 @@ TEST_F(RegionMonitoring, EntryWhenAMatchingBeaconIsFirstHeard) {
   hearAt(2.0, kUuid, 1, 2);
   hearAt(2.5, kUuid, 1, 3);
   runFor(3.0);
-  EXPECT_EQ(events(), (std::vector<std::string>{"0 authorization 3", "0 started shop",
-                                                "0 state 2 shop", "2 enter shop"}));
+  EXPECT_EQ(events(),
+            (std::vector<std::string>{"0 authorization 3", "0 started shop", "2 enter shop"}));
 }
 
 TEST_F(RegionMonitoring, StateIsInsideWhenABeaconIsAlreadyPresent) {
   runFor(0);
   hear(kUuid, 1, 2);
   service->startMonitoring(region);
+  service->requestState(region);
   service->requestState({"geo-fence", std::nullopt});
   service->requestState({"elsewhere", std::string(kOtherUuid)});
   runFor(0);
@@ -113,18 +120,61 @@ TEST_F(RegionMonitoring, StateIsInsideWhenABeaconIsAlreadyPresent) {
                                       "0 state 0 geo-fence", "0 state 2 elsewhere"}));
 }
 
-TEST_F(RegionMonitoring, RangingReportsThePresentBeaconsEverySecond) {
+TEST_F(RegionMonitoring, RangingListsTheBeaconsHeardInTheLastSecond) {
   service->startRangingBeacons("e2c56db5-dffb-48d2-b060-d0f5a71096e0");
   hearAt(1.5, kUuid, 7, 2);
   hearAt(1.5, kUuid, 7, 1);
   hearAt(1.5, kOtherUuid, 7, 3);
   runFor(3.0);
-  EXPECT_EQ(events(),
-            (std::vector<std::string>{"0 authorization 3", "1 range E2C56DB5",
-                                      "2 range E2C56DB5 7.1 7.2", "3 range E2C56DB5 7.1 7.2"}));
+  EXPECT_EQ(events(), (std::vector<std::string>{"0 authorization 3", "1 range E2C56DB5",
+                                                "2 range E2C56DB5 7.1 7.2", "3 range E2C56DB5"}));
   service->stopRangingBeacons(kUuid);
   runFor(5.0);
   EXPECT_EQ(events().size(), 4u);
+}
+
+// A beacon heard every second is in every report, and in none after the one
+// that follows its last advertisement, whether advertisements fall just
+// before or just after the reports at the same instants.
+TEST_F(RegionMonitoring, ABeaconHeardEverySecondIsRangedWithoutGapsAndDroppedAtOnce) {
+  for (const bool heardBeforeReports : {true, false}) {
+    SCOPED_TRACE(heardBeforeReports ? "heard before" : "heard after");
+    auto ranging = BleLocationService::create(platform->virtualQueue, platform->virtualClock, 3);
+    auto recorder = attach(*ranging);
+    const double start = secondsSinceStart();
+    if (!heardBeforeReports) ranging->startRangingBeacons(kUuid);
+    int heard = 0;
+    platform->virtualQueue->scheduleTimer(1.0, true, [&heard, ranging](Timer& timer) {
+      ranging->onAdvertisement(SimRadio::iBeaconAdvertisement(kUuid, 1, 2));
+      if (++heard == 4) timer.invalidate();
+    });
+    if (heardBeforeReports) ranging->startRangingBeacons(kUuid);
+    runFor(8.0);
+    std::vector<double> listed;
+    for (const auto& event : recorder->events) {
+      if (event.ends_with("range E2C56DB5 1.2")) listed.push_back(std::stod(event) - start);
+    }
+    const std::vector<double> expected =
+        heardBeforeReports ? std::vector<double>{1, 2, 3, 4} : std::vector<double>{2, 3, 4, 5};
+    EXPECT_EQ(listed, expected);
+  }
+}
+
+TEST_F(RegionMonitoring, AStreamWithSparseReportsDeclaresItsGapAsGrace) {
+  auto sparse = BleLocationService::create(platform->virtualQueue, platform->virtualClock, 3,
+                                           {.rangingGraceSeconds = 2.5});
+  auto recorder = attach(*sparse);
+  sparse->startRangingBeacons(kUuid);
+  for (const double at : {0.5, 2.5}) {  // this stream reports a present beacon every 2 s
+    platform->virtualQueue->scheduleTimer(at, false, [sparse](Timer&) {
+      sparse->onAdvertisement(SimRadio::iBeaconAdvertisement(kUuid, 1, 2));
+    });
+  }
+  runFor(6.0);
+  EXPECT_EQ(recorder->events, (std::vector<std::string>{
+                                  "0 authorization 3", "1 range E2C56DB5 1.2",
+                                  "2 range E2C56DB5 1.2", "3 range E2C56DB5 1.2",
+                                  "4 range E2C56DB5 1.2", "5 range E2C56DB5", "6 range E2C56DB5"}));
 }
 
 TEST_F(RegionMonitoring, ExitAfterThirtySecondsOfSilence) {

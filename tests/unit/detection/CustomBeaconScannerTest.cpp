@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "DetectionWorld.hpp"
+#include "core/util/Uuid.hpp"
 
 namespace lumora::testing {
 namespace {
@@ -145,6 +146,37 @@ TEST_F(Bluetooth, OnlyAdvertisementsCarryingACustomBeaconAreReported) {
     centralAdapter->centralDidDiscover(ad);
   }
   EXPECT_EQ(detected, 2);
+}
+
+// The configured service UUID in any of its forms is the same UUID: the scan
+// asks for its 128-bit form and finds beacons that advertise that form.
+class ServiceUuidForm : public DetectionWorld, public ::testing::WithParamInterface<const char*> {
+ protected:
+  ServiceUuidForm() : DetectionWorld({kRegionUuid, kRegionIdentifier, GetParam()}) {}
+};
+
+TEST_P(ServiceUuidForm, IsScannedInItsFullFormAndFindsTheBeacons) {
+  int detected = 0;
+  customScanner->setOnBeaconDetected(
+      [&](std::int64_t, const std::string&, std::int64_t) { ++detected; });
+  customScanner->startScanning(nullptr);
+  ASSERT_EQ(central->scanRecords().size(), 1u);
+  EXPECT_EQ(central->scanRecords()[0].serviceUuids,
+            std::vector<std::string>{kCanonicalServiceUuid});
+  radio->transmit(customBeacon());
+  runFor(0);
+  EXPECT_EQ(detected, 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(ShortAndLong, ServiceUuidForm,
+                         ::testing::Values("FD6F", "fd6f", "0000FD6F",
+                                           "0000fd6f-0000-1000-8000-00805f9b34fb"));
+
+TEST(BluetoothUuid, OnlyFourEightOrThirtySixCharacterFormsParse) {
+  EXPECT_EQ(Uuid::parseBluetooth("1234abCD")->text(), "1234ABCD-0000-1000-8000-00805F9B34FB");
+  for (const char* text : {"", "FEA", "FEAAA", "0xFEAA", "FEAG", "0000FEAA-0000"}) {
+    EXPECT_FALSE(Uuid::parseBluetooth(text)) << text;
+  }
 }
 
 }  // namespace

@@ -10,8 +10,7 @@ DetectionWorld::DetectionWorld(BeaconSettings beaconSettings)
       central(std::make_shared<platform::SimBleCentral>(platform->virtualQueue)),
       location(platform::SimLocationService::create(
           platform->virtualQueue, platform->virtualClock,
-          static_cast<std::int64_t>(LocationAuthorizationStatus::authorizedAlways),
-          kPresenceSeconds)) {
+          static_cast<std::int64_t>(LocationAuthorizationStatus::authorizedAlways))) {
   radio->addReceiver(central);
   radio->addReceiver(location);
   platform->central = central;

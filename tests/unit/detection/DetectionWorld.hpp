@@ -41,9 +41,9 @@ struct ScanOutcome {
 
 /// A sim world with a radio, a Bluetooth central and a location service on
 /// it, and the detection chain built on them in the facade's order. Location
-/// authorization starts as authorizedAlways and the radio as poweredOn. An
-/// iBeacon counts as present for 1.5 s after it was last heard, so that the
-/// beacon manager's own 10-second rule decides when the gate closes.
+/// authorization starts as authorizedAlways and the radio as poweredOn. The
+/// location service is the simulator's, as shipped: ranging lists the
+/// iBeacons heard in the last second.
 class DetectionWorld : public SimWorld {
  protected:
   static constexpr const char* kRegionUuid = "E2C56DB5-DFFB-48D2-B060-D0F5A71096E0";
@@ -51,7 +51,6 @@ class DetectionWorld : public SimWorld {
   static constexpr const char* kServiceUuid = "0000fd6f-0000-1000-8000-00805f9b34fb";
   static constexpr const char* kCanonicalServiceUuid = "0000FD6F-0000-1000-8000-00805F9B34FB";
   static constexpr const char* kSpaceId = "0a1b2c3d4e5f6071";
-  static constexpr double kPresenceSeconds = 1.5;
 
   explicit DetectionWorld(BeaconSettings beaconSettings = {kRegionUuid, kRegionIdentifier,
                                                            kServiceUuid});

@@ -7,6 +7,7 @@
 #include "core/beacon/LocationManagerAdapter.hpp"
 #include "core/util/LogLevel.hpp"
 #include "platform/sim/SimLocationService.hpp"
+#include "platform/sim/SimRadio.hpp"
 #include "support/SimWorld.hpp"
 
 namespace lumora::testing {
@@ -102,7 +103,8 @@ TEST_F(LocationAdapter, ConstraintRangingNamesTheRegionAfterTheUpperCaseUuid) {
                                       "AAAAAAAA-2222-3333-4444-555555555555"}));
 }
 
-TEST_F(LocationAdapter, StartMonitoringAsksForEveryNotificationAndTheCurrentState) {
+TEST_F(LocationAdapter, StartMonitoringAsksForEveryNotificationAndTheCurrentStateOnce) {
+  location->onAdvertisement(platform::SimRadio::iBeaconAdvertisement(kUuid, 1, 2));
   adapter->startMonitoring(BeaconRegion(*Uuid::parse(kUuid), "shop"));
   EXPECT_EQ(adapterLogs(LogLevel::debug, "startMonitoring(for:)",
                         "Starting monitoring for region: LumoraBeaconSDK.BeaconRegion"),
@@ -118,8 +120,13 @@ TEST_F(LocationAdapter, StartMonitoringAsksForEveryNotificationAndTheCurrentStat
   EXPECT_EQ(adapterLogs(LogLevel::debug, "locationManager(_:didStartMonitoringFor:)",
                         "Started monitoring for region: shop"),
             1u);
-  // Once from the service itself, once from the adapter's request.
-  EXPECT_EQ(adapterLogs(LogLevel::debug, kStateFunction, "Outside beacon region"), 2u);
+  EXPECT_EQ(
+      adapterLogs(LogLevel::debug, kStateFunction, "Region state determined: 1 for region: shop"),
+      1u);
+  EXPECT_EQ(adapterLogs(LogLevel::debug, kStateFunction,
+                        "Already inside beacon region, starting ranging"),
+            1u);
+  EXPECT_EQ(events, std::vector<std::string>{std::string("enter shop ") + kUuid});
 }
 
 TEST_F(LocationAdapter, FailuresAreLoggedAsErrorsOnly) {

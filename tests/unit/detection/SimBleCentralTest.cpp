@@ -49,6 +49,19 @@ TEST_F(SimCentral, ReportsOnlyAdvertisementsOfTheScannedServices) {
   EXPECT_EQ(delegate->seen, (std::vector<std::string>{beacon.peripheralId, beacon.peripheralId}));
 }
 
+TEST_F(SimCentral, ServicesAreComparedAsUuidsWhateverTheirForm) {
+  auto shortForm = beacon;
+  shortForm.serviceUuids = {"fd6f"};
+  shortForm.peripheralId = "short";
+  auto other = beacon;
+  other.serviceUuids = {"FEAA"};
+  other.peripheralId = "other";
+  central->scanForPeripherals({"FD6F"}, true);
+  for (const auto& ad : {beacon, shortForm, other}) radio->transmit(ad);
+  runFor(0);
+  EXPECT_EQ(delegate->seen, (std::vector<std::string>{beacon.peripheralId, "short"}));
+}
+
 TEST_F(SimCentral, WithoutDuplicatesEachPeripheralOncePerScan) {
   central->scanForPeripherals({kService}, false);
   radio->transmitEvery(beacon, 1.0, VirtualClock::fromSeconds(kStartSeconds + 3));

@@ -104,27 +104,19 @@ TEST_F(CreativeThrottleTest, EachCallJudgesTheStoredTimesWithTheCapItIsGiven) {
   EXPECT_FALSE(process(cap(3, 24)));
 }
 
-TEST_F(CreativeThrottleTest, CleanupDropsIdentitiesExpiredUnderTheirLastWindowAndResetForgetsAll) {
-  EXPECT_TRUE(process(cap(1, 1), 1));
-  EXPECT_TRUE(process(cap(1, 24), 2));
-  advance(2 * kHour);
-  throttle.cleanupExpiredRecords();
-  EXPECT_EQ(throttle.size(), 1u);
-  EXPECT_EQ(count(1000, 1), 0);
-  EXPECT_EQ(count(1000, 2), 1);
-  EXPECT_FALSE(process(cap(1, 24), 2));
-
+TEST_F(CreativeThrottleTest, OtherIdentitiesNeverChangeADecisionAndResetForgetsAll) {
+  for (const std::int64_t others : {0, 1024, 5000}) {
+    throttle.reset();
+    EXPECT_TRUE(process(cap(1, 1)));
+    advance(2 * kHour);
+    for (std::int64_t binding = 1; binding <= others; ++binding) {
+      ASSERT_TRUE(process(cap(1, 1), 1000 + binding));
+    }
+    EXPECT_FALSE(process(cap(1, 24))) << others << " others: the delivery 2 h ago counts in a day";
+    EXPECT_EQ(throttle.size(), static_cast<std::size_t>(others) + 1);
+  }
   throttle.reset();
-  EXPECT_EQ(throttle.size(), 0u);
-  EXPECT_TRUE(process(cap(1, 24), 2));
-}
-
-TEST_F(CreativeThrottleTest, RefusalWithALongerWindowProtectsTheIdentityFromPruning) {
-  EXPECT_TRUE(process(cap(1, 1)));
-  advance(2 * kHour);
-  EXPECT_FALSE(process(cap(1, 24))) << "the delivery two hours ago counts in a day";
-  throttle.cleanupExpiredRecords();
-  EXPECT_FALSE(process(cap(1, 24)));
+  EXPECT_TRUE(process(cap(1, 24)));
 }
 
 TEST_F(CreativeThrottleTest, ConcurrentCallsForOneIdentityAllowExactlyTheCap) {
@@ -138,33 +130,6 @@ TEST_F(CreativeThrottleTest, ConcurrentCallsForOneIdentityAllowExactlyTheCap) {
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(allowed.load(), 10);
   EXPECT_EQ(count(1), 10);
-}
-
-TEST(CreativeThrottleGrowthTest, HistoryIsPrunedOnceItGrowsPastTheThreshold) {
-  auto clock = std::make_shared<platform::VirtualClock>();
-  CreativeThrottle throttle(clock, 8);
-  const auto hourly = cap(1, 1);
-  for (std::int64_t binding = 0; binding < 8; ++binding) {
-    EXPECT_TRUE(throttle.process(4660, kSpace, binding, hourly));
-  }
-  EXPECT_EQ(throttle.size(), 8u);
-  clock->advance(kHour);
-  // Every new identity beyond the threshold triggers a prune of the expired ones.
-  EXPECT_TRUE(throttle.process(4660, kSpace, 100, hourly));
-  EXPECT_EQ(throttle.size(), 1u);
-
-  // Live identities are kept; the threshold grows to twice what was kept.
-  for (std::int64_t binding = 200; binding < 216; ++binding) {
-    EXPECT_TRUE(throttle.process(4660, kSpace, binding, hourly));
-  }
-  EXPECT_EQ(throttle.size(), 17u);
-  EXPECT_FALSE(throttle.process(4660, kSpace, 100, hourly)) << "kept identities are still capped";
-
-  clock->advance(kHour);
-  EXPECT_TRUE(throttle.process(4660, kSpace, 300, hourly));
-  EXPECT_EQ(throttle.size(), 18u) << "no prune until the size passes 2 x 9 kept";
-  EXPECT_TRUE(throttle.process(4660, kSpace, 301, hourly));
-  EXPECT_EQ(throttle.size(), 2u);
 }
 
 }  // namespace

@@ -138,6 +138,16 @@ TEST_F(NotificationDelegateTest, FailedClickEventStillReachesTheHandler) {
   EXPECT_TRUE(tapCompleted());
 }
 
+TEST_F(NotificationDelegateTest, AResponseWithAnotherActionIsATapToo) {
+  show(std::nullopt, minimalProfile());
+  runFor(1.0);
+  ASSERT_TRUE(center->simulateTap(0, "snooze"));
+  runFor(0);
+  ASSERT_EQ(clicks.size(), 1u);
+  EXPECT_EQ(clicks[0].creative.bindingId(), kBindingId);
+  EXPECT_EQ(http->jsonBody(1)["eventType"], "click");
+}
+
 TEST_F(NotificationDelegateTest, ReleasedManagerDropsTheCreativeButCompletesTheTap) {
   show(std::nullopt, minimalProfile());
   runFor(1.0);
