@@ -20,6 +20,8 @@ struct LinuxPlatformOptions {
   std::optional<std::filesystem::path> userDefaultsFile;
   /// Where "sdk.plist" lives; absent: next to the library, then ../share/lumora.
   std::optional<std::filesystem::path> bundleDirectory;
+  /// The HTTP session's trust and limits. Without an extraCaFile, the one the
+  /// host chose (lumora::setExtraCertificateAuthorities() or LUMORA_CA_FILE).
   CurlHttpSessionOptions http;
   /// The location authorization the SDK sees, as a raw status (0 notDetermined,
   /// 1 restricted, 2 denied, 3 authorizedAlways, 4 authorizedWhenInUse). Linux
