@@ -319,20 +319,6 @@ TEST_F(CurlHttpSessionTest, RedirectedPostArrivesWholeAtItsHttpsTarget) {
   }
 }
 
-TEST_F(CurlHttpSessionTest, FailedTaskCompletesLaterOnTheWorkerThread) {
-  server.respond("/a", {200});
-  CompletionProbe<HttpResult> started, failed;
-  session->dataTask(request("/a"), started.callback());
-  started.wait();
-  session->failTask({"LumoraBeaconSDK", 0, "Invalid URL"}, failed.callback());
-  const auto result = std::get<0>(failed.wait());
-  EXPECT_EQ(failed.thread(), started.thread());
-  EXPECT_NE(failed.thread(), std::this_thread::get_id());
-  ASSERT_TRUE(result.error);
-  EXPECT_EQ(result.error->localizedDescription, "Invalid URL");
-  EXPECT_FALSE(result.response);
-}
-
 TEST_F(CurlHttpSessionTest, DestructionCancelsEveryRequestInFlightBeforeItReturns) {
   server.respond("/hang", TestHttpsServer::Response::neverAnswering());
   CompletionProbe<HttpResult> first, second;
