@@ -14,6 +14,7 @@
 #include "lumora/Environment.hpp"
 #include "lumora/LinuxBundle.hpp"
 #include "lumora/LinuxLocationPolicy.hpp"
+#include "lumora/LinuxTrust.hpp"
 #include "lumora/LogControl.hpp"
 #include "lumora/LumoraAdBeaconCallback.hpp"
 #include "lumora/LumoraAdBeaconError.hpp"

@@ -34,13 +34,17 @@ struct HttpResult {
 };
 
 /// An HTTP client session. Each data task starts at once; its completion runs
-/// exactly once, on the session's own worker thread.
+/// exactly once, on the session's own worker thread (the networking queue).
 class HttpSession {
  public:
   using Completion = std::function<void(HttpResult)>;
 
   virtual ~HttpSession() = default;
   virtual void dataTask(HttpRequest request, Completion completion) = 0;
+  /// Ends a task that could not even be started (its request could not be
+  /// formed) with this error, the way any task ends: later, on the worker
+  /// thread, never inside this call.
+  virtual void failTask(PlatformError error, Completion completion) = 0;
 };
 
 }  // namespace lumora::platform

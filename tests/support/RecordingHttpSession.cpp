@@ -21,8 +21,17 @@ RecordingHttpSession::~RecordingHttpSession() {
 void RecordingHttpSession::dataTask(platform::HttpRequest request, Completion completion) {
   std::lock_guard lock(mutex_);
   requests_.push_back(std::move(request));
+  answerLater(reply_, std::move(completion));
+}
+
+void RecordingHttpSession::failTask(platform::PlatformError error, Completion completion) {
+  std::lock_guard lock(mutex_);
+  answerLater({std::nullopt, std::nullopt, std::move(error)}, std::move(completion));
+}
+
+void RecordingHttpSession::answerLater(platform::HttpResult reply, Completion completion) {
   queue_->beginExternalWork();
-  workers_.emplace_back([this, reply = reply_, completion = std::move(completion)] {
+  workers_.emplace_back([this, reply = std::move(reply), completion = std::move(completion)] {
     {
       std::lock_guard answeredLock(mutex_);
       ++answered_;

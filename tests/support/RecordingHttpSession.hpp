@@ -34,6 +34,8 @@ class RecordingHttpSession : public platform::HttpSession {
   ~RecordingHttpSession() override;
 
   void dataTask(platform::HttpRequest request, Completion completion) override;
+  /// Answered like a task, on a thread of its own, but not recorded as a request.
+  void failTask(platform::PlatformError error, Completion completion) override;
 
   /// Later requests get this status and body.
   void respondWith(std::int64_t statusCode, std::string body = "");
@@ -47,6 +49,9 @@ class RecordingHttpSession : public platform::HttpSession {
   std::size_t answeredCount() const;
 
  private:
+  /// Starts the thread that completes with reply. Called with mutex_ held.
+  void answerLater(platform::HttpResult reply, Completion completion);
+
   const std::shared_ptr<platform::VirtualMainQueue> queue_;
   mutable std::mutex mutex_;
   platform::HttpResult reply_;

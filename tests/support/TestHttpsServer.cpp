@@ -155,11 +155,58 @@ std::vector<std::string> TestHttpsServer::Request::headerValues(std::string_view
   return values;
 }
 
+// One listening server on 127.0.0.1 and the thread that runs it.
+class Listener {
+ public:
+  explicit Listener(std::unique_ptr<httplib::Server> server) : server_(std::move(server)) {
+    require(server_->is_valid(), "cannot load the server certificate");
+  }
+  ~Listener() { stop(); }
+  Listener(const Listener&) = delete;
+  Listener& operator=(const Listener&) = delete;
+
+  // Every method to handler, then listens on an ephemeral port.
+  void start(const httplib::Server::Handler& handler) {
+    server_->Get(".*", handler);
+    server_->Post(".*", handler);
+    server_->Put(".*", handler);
+    server_->Patch(".*", handler);
+    server_->Delete(".*", handler);
+    server_->Options(".*", handler);
+    port_ = server_->bind_to_any_port("127.0.0.1");
+    require(port_ > 0, "cannot bind to 127.0.0.1");
+    auto listening = std::make_shared<std::atomic<bool>>(true);
+    thread_ = std::thread([server = server_.get(), listening] {
+      server->listen_after_bind();
+      *listening = false;
+    });
+    while (!server_->is_running() && *listening) std::this_thread::yield();
+    if (!*listening) {
+      thread_.join();
+      require(false, "cannot listen on 127.0.0.1");
+    }
+  }
+
+  void stop() {
+    if (thread_.joinable()) {
+      server_->stop();
+      thread_.join();
+    }
+  }
+
+  int port() const { return port_; }
+
+ private:
+  std::unique_ptr<httplib::Server> server_;
+  int port_ = -1;
+  std::thread thread_;
+};
+
 struct TestHttpsServer::State {
   CertificateFiles files = generateCertificates();
-  httplib::SSLServer server{files.serverCertificate.c_str(), files.serverKey.c_str()};
-  int port = -1;
-  std::thread thread;
+  Listener secure{std::make_unique<httplib::SSLServer>(files.serverCertificate.c_str(),
+                                                       files.serverKey.c_str())};
+  std::unique_ptr<Listener> cleartext;
 
   mutable std::mutex mutex;
   mutable std::condition_variable changed;
@@ -167,8 +214,9 @@ struct TestHttpsServer::State {
   std::map<std::string, Response> responses;  // guarded by mutex
   std::vector<Request> requests;              // guarded by mutex
 
-  Response record(const httplib::Request& incoming) {
+  Response record(const httplib::Request& incoming, bool overCleartext) {
     Request request;
+    request.cleartext = overCleartext;
     request.method = incoming.method;
     request.target = incoming.target;
     const auto question = incoming.target.find('?');
@@ -197,13 +245,14 @@ struct TestHttpsServer::State {
     return !stopping;
   }
 
-  void handle(const httplib::Request& incoming, httplib::Response& outgoing) {
-    const Response reply = record(incoming);
+  void handle(const httplib::Request& incoming, httplib::Response& outgoing, bool overCleartext) {
+    const Response reply = record(incoming, overCleartext);
     if (!hold(reply)) {
       outgoing.status = 503;
       return;
     }
     outgoing.status = reply.status;
+    if (!reply.location.empty()) outgoing.set_header("Location", reply.location);
     // A 204 or 304 reply has no body by definition; sending one anyway would
     // corrupt the next reply on a kept-alive connection.
     const bool bodiless = reply.status == 204 || reply.status == 304;
@@ -213,30 +262,16 @@ struct TestHttpsServer::State {
   }
 };
 
-TestHttpsServer::TestHttpsServer() : state_(std::make_unique<State>()) {
-  auto& server = state_->server;
-  require(server.is_valid(), "cannot load the server certificate");
-  const auto handler = [state = state_.get()](const httplib::Request& request,
-                                              httplib::Response& response) {
-    state->handle(request, response);
-  };
-  server.Get(".*", handler);
-  server.Post(".*", handler);
-  server.Put(".*", handler);
-  server.Patch(".*", handler);
-  server.Delete(".*", handler);
-  server.Options(".*", handler);
-  state_->port = server.bind_to_any_port("127.0.0.1");
-  require(state_->port > 0, "cannot bind to 127.0.0.1");
-  auto listening = std::make_shared<std::atomic<bool>>(true);
-  state_->thread = std::thread([&server, listening] {
-    server.listen_after_bind();
-    *listening = false;
+TestHttpsServer::TestHttpsServer(Listeners listeners) : state_(std::make_unique<State>()) {
+  State* state = state_.get();
+  state->secure.start([state](const httplib::Request& request, httplib::Response& response) {
+    state->handle(request, response, false);
   });
-  while (!server.is_running() && *listening) std::this_thread::yield();
-  if (!*listening) {
-    state_->thread.join();
-    require(false, "cannot listen on 127.0.0.1");
+  if (listeners == Listeners::httpsAndCleartext) {
+    state->cleartext = std::make_unique<Listener>(std::make_unique<httplib::Server>());
+    state->cleartext->start([state](const httplib::Request& request, httplib::Response& response) {
+      state->handle(request, response, true);
+    });
   }
 }
 
@@ -246,20 +281,25 @@ TestHttpsServer::~TestHttpsServer() {
     state_->stopping = true;
   }
   state_->changed.notify_all();
-  state_->server.stop();
-  state_->thread.join();
+  // Stopped before the state their handlers use goes away.
+  if (state_->cleartext) state_->cleartext->stop();
+  state_->secure.stop();
   std::error_code ignored;
   fs::remove_all(state_->files.directory, ignored);
 }
 
-int TestHttpsServer::port() const { return state_->port; }
+int TestHttpsServer::port() const { return state_->secure.port(); }
 
-std::string TestHttpsServer::hostAndPort() const {
-  return "127.0.0.1:" + std::to_string(state_->port);
-}
+std::string TestHttpsServer::hostAndPort() const { return "127.0.0.1:" + std::to_string(port()); }
 
 std::string TestHttpsServer::url(std::string_view pathAndQuery) const {
   return "https://" + hostAndPort() + std::string(pathAndQuery);
+}
+
+std::string TestHttpsServer::cleartextUrl(std::string_view pathAndQuery) const {
+  require(state_->cleartext != nullptr, "no cleartext listener");
+  return "http://127.0.0.1:" + std::to_string(state_->cleartext->port()) +
+         std::string(pathAndQuery);
 }
 
 const std::string& TestHttpsServer::caFile() const { return state_->files.caFile; }

@@ -15,7 +15,9 @@ namespace lumora::testing {
 /// talks to servers. Its certificate, for 127.0.0.1 and localhost, is signed by
 /// a test CA generated for this server; a second CA, which signed nothing, is
 /// there to be refused. Every request is recorded; replies are scripted per
-/// path (any method); a path without a script answers 404 with no body.
+/// path (any method); a path without a script answers 404 with no body. On
+/// request it also listens for cleartext HTTP on a second port, with the same
+/// scripts, to catch anything sent in the clear.
 ///
 ///   TestHttpsServer server;
 ///   server.respond("/bucket/binding/7/ios.json", {200, R"({"title":"t"})"});
@@ -35,6 +37,12 @@ class TestHttpsServer {
       response.neverAnswer = true;
       return response;
     }
+    /// A redirect (301, 302, 303, 307, 308) to location.
+    static Response redirect(int status, std::string location) {
+      Response response(status);
+      response.location = std::move(location);
+      return response;
+    }
     /// Answered after being held this long.
     static Response delayed(std::chrono::milliseconds delay, int status, std::string body = {}) {
       Response response(status, std::move(body));
@@ -47,6 +55,7 @@ class TestHttpsServer {
     std::string contentType;
     std::chrono::milliseconds delay{0};
     bool neverAnswer = false;
+    std::string location;  // the Location header, when not empty
   };
 
   struct Request {
@@ -61,14 +70,18 @@ class TestHttpsServer {
     std::string body;
     /// The client's port: equal for requests on one kept-alive connection.
     int remotePort = 0;
+    /// Arrived on the cleartext listener.
+    bool cleartext = false;
 
     /// Every value of the header with this name (any case), in order.
     std::vector<std::string> headerValues(std::string_view name) const;
   };
 
+  enum class Listeners { httpsOnly, httpsAndCleartext };
+
   /// Generates the certificates and starts listening; throws std::runtime_error
   /// when it cannot.
-  TestHttpsServer();
+  explicit TestHttpsServer(Listeners listeners = Listeners::httpsOnly);
   /// Releases held requests, stops, and deletes the certificates.
   ~TestHttpsServer();
   TestHttpsServer(const TestHttpsServer&) = delete;
@@ -79,6 +92,9 @@ class TestHttpsServer {
   std::string hostAndPort() const;
   /// "https://127.0.0.1:PORT" followed by pathAndQuery.
   std::string url(std::string_view pathAndQuery = "") const;
+  /// "http://127.0.0.1:PORT" of the cleartext listener followed by
+  /// pathAndQuery (Listeners::httpsAndCleartext only).
+  std::string cleartextUrl(std::string_view pathAndQuery = "") const;
   /// PEM file of the CA that signed the server's certificate.
   const std::string& caFile() const;
   /// PEM file of a CA that did not.

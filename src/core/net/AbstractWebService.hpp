@@ -36,15 +36,17 @@ class AbstractWebService {
   /// The message of the error a request that could not be formed ends with.
   static constexpr const char* kInvalidURLDescription = "Invalid URL";
 
-  /// Runs a built request. One that could not be formed completes at once, on
-  /// the calling thread, with an error in the sender's domain, code 0.
+  /// Runs a built request. One that could not be formed completes like any
+  /// other, later and on the session's worker thread, with an error in the
+  /// sender's domain, code 0, "Invalid URL".
   template <class T>
   void execute(std::optional<platform::HttpRequest> request,
                HttpRequestSender::ResponseHandler<T> responseHandler,
                HttpRequestSender::Completion<T> completion) const {
     if (!request) {
-      completion(std::nullopt, platform::PlatformError{HttpRequestSender::kErrorDomain, 0,
-                                                       kInvalidURLDescription});
+      requestSender_->fail<T>(
+          platform::PlatformError{HttpRequestSender::kErrorDomain, 0, kInvalidURLDescription},
+          std::move(completion));
       return;
     }
     requestSender_->execute<T>(std::move(*request), std::move(responseHandler),

@@ -46,6 +46,16 @@ class HttpRequestSender {
                        });
   }
 
+  /// Completes with this error, as a task that failed would: later, on the
+  /// session's worker thread, never inside this call.
+  template <class T>
+  void fail(platform::PlatformError error, Completion<T> completion) const {
+    session_->failTask(std::move(error),
+                       [completion = std::move(completion)](platform::HttpResult result) {
+                         completion(std::nullopt, std::move(result.error));
+                       });
+  }
+
   /// The error a finished task ends with, or nothing for a 2xx response.
   static std::optional<platform::PlatformError> failureOf(const platform::HttpResult& result);
 

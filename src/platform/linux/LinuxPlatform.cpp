@@ -5,6 +5,7 @@
 
 #include "platform/ble/BleLocationService.hpp"
 #include "platform/linux/BluezCentral.hpp"
+#include "platform/linux/CertificateTrust.hpp"
 #include "platform/linux/FreedesktopNotificationCenter.hpp"
 #include "platform/linux/GLibMainQueue.hpp"
 #include "platform/linux/LinuxAdvertisingIdentity.hpp"
@@ -149,7 +150,11 @@ std::shared_ptr<AdvertisingIdentity> LinuxPlatform::advertisingIdentity() {
 }
 
 std::shared_ptr<HttpSession> LinuxPlatform::httpSession() {
-  return lazy(http_, [this] { return std::make_shared<CurlHttpSession>(options_.http); });
+  return lazy(http_, [this] {
+    CurlHttpSessionOptions http = options_.http;
+    if (!http.extraCaFile) http.extraCaFile = configuredExtraCaFile();
+    return std::make_shared<CurlHttpSession>(std::move(http));
+  });
 }
 
 std::shared_ptr<UrlToolkit> LinuxPlatform::urlToolkit() {

@@ -22,6 +22,8 @@ struct LinuxPlatformOptions {
   std::optional<std::filesystem::path> bundleDirectory;
   /// The system log's datagram socket the SDK's lines are sent to.
   std::filesystem::path systemLogSocket = "/dev/log";
+  /// The HTTP session's trust and limits. Without an extraCaFile, the one the
+  /// host chose (lumora::setExtraCertificateAuthorities() or LUMORA_CA_FILE).
   CurlHttpSessionOptions http;
   /// The location authorization the SDK sees, as a raw status (0 notDetermined,
   /// 1 restricted, 2 denied, 3 authorizedAlways, 4 authorizedWhenInUse). Linux

@@ -4,10 +4,13 @@
 
 #include <map>
 #include <mutex>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
+#include "core/util/LumoraLogger.hpp"
 #include "platform/net/CurlTransfer.hpp"
+#include "platform/net/PemCertificates.hpp"
 
 namespace lumora::platform {
 namespace {
@@ -19,6 +22,20 @@ void initializeCurlOnce() {
   std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
 }
 
+// The extra CA file's certificates; a file that cannot be used is logged and
+// left out, so that the system's store still serves every request.
+std::optional<std::string> extraCertificates(const CurlHttpSessionOptions& options) {
+  if (!options.extraCaFile) return std::nullopt;
+  try {
+    return PemCertificates::read(*options.extraCaFile);
+  } catch (const std::runtime_error& error) {
+    LUMORA_LOG(LogLevel::error, "CurlHttpSession", "init(options:)",
+               "Cannot trust the certificate authorities in " + *options.extraCaFile + " (" +
+                   error.what() + "); only the system's store is trusted");
+    return std::nullopt;
+  }
+}
+
 }  // namespace
 
 /// The state the worker thread runs on. Shared by the session and the thread,
@@ -26,17 +43,28 @@ void initializeCurlOnce() {
 class CurlHttpSession::Worker {
  public:
   explicit Worker(CurlHttpSessionOptions options)
-      : options_(std::move(options)), multi_(curl_multi_init()) {}
+      : options_(std::move(options)),
+        extraCertificates_(extraCertificates(options_)),
+        multi_(curl_multi_init()) {}
   ~Worker() { curl_multi_cleanup(multi_); }
   Worker(const Worker&) = delete;
   Worker& operator=(const Worker&) = delete;
 
   void submit(HttpRequest request, Completion completion) {
-    auto transfer =
-        std::make_unique<CurlTransfer>(std::move(request), std::move(completion), options_);
+    auto transfer = std::make_unique<CurlTransfer>(std::move(request), std::move(completion),
+                                                   options_, extraCertificates_);
     {
       std::lock_guard lock(mutex_);
       incoming_.push_back(std::move(transfer));
+    }
+    curl_multi_wakeup(multi_);
+  }
+
+  // Completes a task that never started, on the worker thread like the rest.
+  void submitFailure(PlatformError error, Completion completion) {
+    {
+      std::lock_guard lock(mutex_);
+      failures_.emplace_back(std::move(error), std::move(completion));
     }
     curl_multi_wakeup(multi_);
   }
@@ -51,12 +79,13 @@ class CurlHttpSession::Worker {
 
   void run() {
     for (;;) {
-      auto [arrived, stopping] = takeIncoming();
-      if (stopping) {
-        cancelEverything(std::move(arrived));
+      auto incoming = takeIncoming();
+      if (incoming.stopping) {
+        cancelEverything(std::move(incoming));
         return;
       }
-      for (auto& transfer : arrived) start(std::move(transfer));
+      completeFailures(std::move(incoming.failures));
+      for (auto& transfer : incoming.transfers) start(std::move(transfer));
       int running = 0;
       curl_multi_perform(multi_, &running);
       completeFinished();
@@ -66,10 +95,20 @@ class CurlHttpSession::Worker {
 
  private:
   using Transfers = std::vector<std::unique_ptr<CurlTransfer>>;
+  using Failures = std::vector<std::pair<PlatformError, Completion>>;
+  struct Incoming {
+    Transfers transfers;
+    Failures failures;
+    bool stopping = false;
+  };
 
-  std::pair<Transfers, bool> takeIncoming() {
+  Incoming takeIncoming() {
     std::lock_guard lock(mutex_);
-    return {std::exchange(incoming_, {}), stopping_};
+    return {std::exchange(incoming_, {}), std::exchange(failures_, {}), stopping_};
+  }
+
+  static void completeFailures(Failures failures) {
+    for (auto& [error, completion] : failures) completion(HttpResult{{}, {}, std::move(error)});
   }
 
   void start(std::unique_ptr<CurlTransfer> transfer) {
@@ -101,21 +140,25 @@ class CurlHttpSession::Worker {
   }
 
   // Completions may submit new tasks while they run; those are cancelled too.
-  void cancelEverything(Transfers arrived) {
+  // Tasks that failed before starting end with their own error.
+  void cancelEverything(Incoming arrived) {
     for (auto& [easy, transfer] : std::exchange(active_, {})) {
       curl_multi_remove_handle(multi_, easy);
       transfer->cancel();
     }
-    while (!arrived.empty()) {
-      for (auto& transfer : arrived) transfer->cancel();
-      arrived = takeIncoming().first;
+    while (!arrived.transfers.empty() || !arrived.failures.empty()) {
+      completeFailures(std::move(arrived.failures));
+      for (auto& transfer : arrived.transfers) transfer->cancel();
+      arrived = takeIncoming();
     }
   }
 
   const CurlHttpSessionOptions options_;
+  const std::optional<std::string> extraCertificates_;
   CURLM* const multi_;
   std::mutex mutex_;
   Transfers incoming_;                                     // guarded by mutex_
+  Failures failures_;                                      // guarded by mutex_
   bool stopping_ = false;                                  // guarded by mutex_
   std::map<CURL*, std::unique_ptr<CurlTransfer>> active_;  // worker thread only
 };
@@ -137,6 +180,10 @@ CurlHttpSession::~CurlHttpSession() {
 
 void CurlHttpSession::dataTask(HttpRequest request, Completion completion) {
   worker_->submit(std::move(request), std::move(completion));
+}
+
+void CurlHttpSession::failTask(PlatformError error, Completion completion) {
+  worker_->submitFailure(std::move(error), std::move(completion));
 }
 
 }  // namespace lumora::platform

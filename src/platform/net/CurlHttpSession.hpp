@@ -12,8 +12,13 @@ namespace lumora::platform {
 /// that the session owns.
 ///
 /// - Each data task starts at once; its completion runs exactly once, on the
-///   worker thread. Connections are kept alive and reused across requests.
-/// - Only http and https; certificates and host names are always verified.
+///   worker thread, as does that of a task ended by failTask(). Connections
+///   are kept alive and reused across requests.
+/// - Only https: other URLs, and redirects to them, end in an error without
+///   sending anything (see CurlTransfer). Certificates and host names are
+///   always verified, against the system's store and the extra CA file.
+/// - An extra CA file that cannot be used is logged once, at construction, and
+///   left out; the system's store still serves every request.
 /// - Transport failures, time-outs (HttpRequest::timeoutSeconds) and bodies over
 ///   the size limit complete with a PlatformError in the domain "CurlError",
 ///   whose code is libcurl's result code.
@@ -30,6 +35,7 @@ class CurlHttpSession : public HttpSession {
   CurlHttpSession& operator=(const CurlHttpSession&) = delete;
 
   void dataTask(HttpRequest request, Completion completion) override;
+  void failTask(PlatformError error, Completion completion) override;
 
  private:
   class Worker;

@@ -9,7 +9,8 @@ namespace lumora::platform {
 /// How a CurlHttpSession trusts servers and how much it accepts from them.
 struct CurlHttpSessionOptions {
   /// A PEM file of CA certificates trusted in addition to the system's store
-  /// (the simulator's "caFile", a development server's own CA).
+  /// (the simulator's "caFile", a development server's own CA, the host's
+  /// choice on Linux). Read once, when the session is made.
   std::optional<std::string> extraCaFile;
   /// The system's hashed CA directory, consulted next to extraCaFile. Empty:
   /// the directory libcurl was built with (/etc/ssl/certs on Debian).

@@ -1,5 +1,7 @@
 #include "platform/net/CurlTransfer.hpp"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <string>
 #include <string_view>
@@ -27,6 +29,12 @@ bool carriesBody(const std::string& method) {
   return method == "POST" || method == "PUT" || method == "PATCH";
 }
 
+bool isHttps(const std::string& url) {
+  constexpr std::string_view kScheme = "https://";
+  return url.size() >= kScheme.size() &&
+         strncasecmp(url.c_str(), kScheme.data(), kScheme.size()) == 0;
+}
+
 std::string_view trimmed(std::string_view text) {
   const auto first = text.find_first_not_of(" \t\r\n");
   if (first == std::string_view::npos) return {};
@@ -37,12 +45,17 @@ std::string_view trimmed(std::string_view text) {
 }  // namespace
 
 CurlTransfer::CurlTransfer(HttpRequest request, HttpSession::Completion completion,
-                           const CurlHttpSessionOptions& options)
+                           const CurlHttpSessionOptions& options,
+                           const std::optional<std::string>& extraCertificates)
     : request_(std::move(request)),
       completion_(std::move(completion)),
       easy_(curl_easy_init()),
       maxResponseBytes_(options.maxResponseBytes) {
-  setupResult_ = easy_ ? configure(options) : CURLE_OUT_OF_MEMORY;
+  if (!isHttps(request_.url)) {
+    setupResult_ = CURLE_UNSUPPORTED_PROTOCOL;
+  } else {
+    setupResult_ = easy_ ? configure(options, extraCertificates) : CURLE_OUT_OF_MEMORY;
+  }
 }
 
 CurlTransfer::~CurlTransfer() {
@@ -50,7 +63,8 @@ CurlTransfer::~CurlTransfer() {
   curl_slist_free_all(headerList_);
 }
 
-CURLcode CurlTransfer::configure(const CurlHttpSessionOptions& options) {
+CURLcode CurlTransfer::configure(const CurlHttpSessionOptions& options,
+                                 const std::optional<std::string>& extraCertificates) {
   for (const auto& [name, value] : request_.headers) {
     headerList_ = curl_slist_append(headerList_, headerLine(name, value).c_str());
   }
@@ -78,10 +92,13 @@ CURLcode CurlTransfer::configure(const CurlHttpSessionOptions& options) {
         empty ? kNoBytes : reinterpret_cast<const char*>(request_.body->data()));
   }
   set(CURLOPT_HTTPHEADER, headerList_);
-  set(CURLOPT_PROTOCOLS_STR, "http,https");
-  set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+  set(CURLOPT_PROTOCOLS_STR, "https");
+  set(CURLOPT_REDIR_PROTOCOLS_STR, "https");
   set(CURLOPT_FOLLOWLOCATION, 1L);
   set(CURLOPT_MAXREDIRS, 10L);
+  // 301, 302 and 303 would otherwise turn a POST into a bodiless GET whose
+  // success hides that the body never arrived.
+  set(CURLOPT_POSTREDIR, static_cast<long>(CURL_REDIR_POST_ALL));
   set(CURLOPT_SSL_VERIFYPEER, 1L);
   set(CURLOPT_SSL_VERIFYHOST, 2L);
   set(CURLOPT_TIMEOUT_MS, timeoutMilliseconds(request_.timeoutSeconds));
@@ -93,17 +110,18 @@ CURLcode CurlTransfer::configure(const CurlHttpSessionOptions& options) {
   set(CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
   set(CURLOPT_HEADERDATA, this);
   set(CURLOPT_ERRORBUFFER, errorBuffer_);
-  if (options.extraCaFile) {
-    // The extra file replaces curl's default bundle file, while the system's
-    // hashed directory stays in the store: both are trusted.
-    const char* builtIn = curl_version_info(CURLVERSION_NOW)->capath;
-    const std::string& directory = options.systemCaDirectory;
-    set(CURLOPT_CAINFO, options.extraCaFile->c_str());
-    if (!directory.empty()) {
-      set(CURLOPT_CAPATH, directory.c_str());
-    } else if (builtIn) {
-      set(CURLOPT_CAPATH, builtIn);
-    }
+  // The extra certificates replace curl's default bundle file, while the
+  // system's hashed directory stays in the store: both are trusted.
+  const char* builtIn = curl_version_info(CURLVERSION_NOW)->capath;
+  if (!options.systemCaDirectory.empty()) {
+    set(CURLOPT_CAPATH, options.systemCaDirectory.c_str());
+  } else if (extraCertificates && builtIn) {
+    set(CURLOPT_CAPATH, builtIn);
+  }
+  if (extraCertificates) {
+    curl_blob blob{const_cast<char*>(extraCertificates->data()), extraCertificates->size(),
+                   CURL_BLOB_COPY};
+    set(CURLOPT_CAINFO_BLOB, &blob);
   }
   return result;
 }
@@ -158,6 +176,11 @@ PlatformError CurlTransfer::errorFor(CURLcode code) const {
     return {
         kErrorDomain, CURLE_FILESIZE_EXCEEDED,
         "The response body exceeds the limit of " + std::to_string(maxResponseBytes_) + " bytes"};
+  }
+  if (code == CURLE_UNSUPPORTED_PROTOCOL) {
+    // The first URL was checked before any connection: curl can only have
+    // refused where a redirect pointed.
+    return {kErrorDomain, code, isHttps(request_.url) ? kRedirectRefused : kNotHttps};
   }
   const std::string description = errorBuffer_[0] ? errorBuffer_ : curl_easy_strerror(code);
   return {kErrorDomain, code, description};

@@ -4,6 +4,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "platform/HttpSession.hpp"
@@ -13,12 +15,23 @@ namespace lumora::platform {
 
 /// One data task as a libcurl easy handle: the request's options, the response
 /// being collected, and the completion to run once when it ends.
+///
+/// Only https is spoken. A request for any other URL ends, without a
+/// connection, with kNotHttps; a redirect is followed only to an https
+/// URL (otherwise it ends with kRedirectRefused) and keeps the method and the
+/// body, so that a redirected POST is delivered whole or not at all.
 class CurlTransfer {
  public:
   static constexpr const char* kErrorDomain = "CurlError";
+  static constexpr const char* kNotHttps =
+      "Only https URLs are requested: cleartext HTTP is not permitted";
+  static constexpr const char* kRedirectRefused = "Redirect refused: only https URLs are followed";
 
+  /// extraCertificates: PEM text of CA certificates trusted next to the
+  /// system's store (options.systemCaDirectory).
   CurlTransfer(HttpRequest request, HttpSession::Completion completion,
-               const CurlHttpSessionOptions& options);
+               const CurlHttpSessionOptions& options,
+               const std::optional<std::string>& extraCertificates);
   ~CurlTransfer();
   CurlTransfer(const CurlTransfer&) = delete;
   CurlTransfer& operator=(const CurlTransfer&) = delete;
@@ -33,8 +46,8 @@ class CurlTransfer {
   void cancel();
 
  private:
-  CURLcode configure(const CurlHttpSessionOptions& options);
-  void applyTrust(const CurlHttpSessionOptions& options);
+  CURLcode configure(const CurlHttpSessionOptions& options,
+                     const std::optional<std::string>& extraCertificates);
   PlatformError errorFor(CURLcode code) const;
   void finish(HttpResult result);
 

@@ -15,8 +15,12 @@ class TrackedHttpSession : public HttpSession {
   TrackedHttpSession(std::shared_ptr<HttpSession> session, std::shared_ptr<VirtualMainQueue> queue);
 
   void dataTask(HttpRequest request, Completion completion) override;
+  void failTask(PlatformError error, Completion completion) override;
 
  private:
+  /// The completion, then the end of the external work it stood for.
+  Completion tracked(Completion completion) const;
+
   std::shared_ptr<HttpSession> session_;
   std::shared_ptr<VirtualMainQueue> queue_;
 };

@@ -112,8 +112,9 @@ class RouteDump {
     return *this;
   }
   NetlinkReachabilityService::DumpScan scan() const {
-    return NetlinkReachabilityService::scanRouteDump(bytes_, 7);
+    return NetlinkReachabilityService::scanDump(bytes_, 7);
   }
+  bool hasDefaultRoute() const { return !scan().defaultPaths.empty(); }
 
  private:
   nlmsghdr* append(std::size_t size) {
@@ -128,14 +129,13 @@ TEST(NetlinkRouteDumpTest, OnlyAUnicastDefaultRouteOfTheMainTableCounts) {
   EXPECT_TRUE(RouteDump()
                   .route(24, RTN_UNICAST, RT_TABLE_MAIN)
                   .route(0, RTN_UNICAST, RT_TABLE_MAIN)
-                  .scan()
-                  .defaultRoute);
-  EXPECT_TRUE(RouteDump().route(0, RTN_UNICAST, RT_TABLE_MAIN, true).scan().defaultRoute);
-  EXPECT_FALSE(RouteDump().route(24, RTN_UNICAST, RT_TABLE_MAIN).scan().defaultRoute);
-  EXPECT_FALSE(RouteDump().route(0, RTN_UNREACHABLE, RT_TABLE_MAIN).scan().defaultRoute);
-  EXPECT_FALSE(RouteDump().route(0, RTN_UNICAST, 100).scan().defaultRoute);
-  EXPECT_FALSE(RouteDump().route(0, RTN_UNICAST, 300, true).scan().defaultRoute);
-  EXPECT_FALSE(RouteDump().route(0, RTN_UNICAST, RT_TABLE_MAIN, false, 8).scan().defaultRoute);
+                  .hasDefaultRoute());
+  EXPECT_TRUE(RouteDump().route(0, RTN_UNICAST, RT_TABLE_MAIN, true).hasDefaultRoute());
+  EXPECT_FALSE(RouteDump().route(24, RTN_UNICAST, RT_TABLE_MAIN).hasDefaultRoute());
+  EXPECT_FALSE(RouteDump().route(0, RTN_UNREACHABLE, RT_TABLE_MAIN).hasDefaultRoute());
+  EXPECT_FALSE(RouteDump().route(0, RTN_UNICAST, 100).hasDefaultRoute());
+  EXPECT_FALSE(RouteDump().route(0, RTN_UNICAST, 300, true).hasDefaultRoute());
+  EXPECT_FALSE(RouteDump().route(0, RTN_UNICAST, RT_TABLE_MAIN, false, 8).hasDefaultRoute());
 }
 
 TEST(NetlinkRouteDumpTest, DoneAndErrorMessagesEndTheDump) {
@@ -143,7 +143,7 @@ TEST(NetlinkRouteDumpTest, DoneAndErrorMessagesEndTheDump) {
   EXPECT_FALSE(partial.done);
   const auto done = RouteDump().route(0, RTN_UNICAST, RT_TABLE_MAIN).control(NLMSG_DONE).scan();
   EXPECT_TRUE(done.done);
-  EXPECT_TRUE(done.defaultRoute);
+  EXPECT_EQ(done.defaultPaths.size(), 1u);
   const auto failed = RouteDump().control(NLMSG_ERROR, EPERM).scan();
   EXPECT_EQ(failed.error, EPERM);
 }

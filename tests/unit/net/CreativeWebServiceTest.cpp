@@ -148,6 +148,10 @@ TEST_F(CreativeWebServiceTest, ValidationRunsInOrderAndLogsTheFirstFailure) {
       {R"({"title":"t","message":"m","campaignId":1})", creativeId},
       {R"({"title":"t","message":"m","campaignId":1,"creativeId":"345"})", creativeId},
       {R"({"title":"t","message":"m","campaignId":1,"creativeId":0.5})", creativeId},
+      // Nesting past any sensible reply is refused before it is built.
+      {R"({"title":"t","message":"m","campaignId":1,"creativeId":2,"x":)" + std::string(40, '[') +
+           std::string(40, ']') + "}",
+       format},
   };
   for (const auto& [body, logged] : cases) {
     platform->log->clear();
@@ -195,14 +199,22 @@ TEST_F(CreativeWebServiceTest, TransportFailureCarriesThePlatformText) {
   EXPECT_FALSE(error->message().starts_with("HTTP error"));
 }
 
-TEST_F(CreativeWebServiceTest, HostThatDoesNotFormAUrlFailsWithoutARequest) {
-  const auto broken = serviceFor("cdn host.example", session);
-  const auto [creative, error] = fetch(broken, 7);
+// A URL that cannot be formed fails like any request: later, on the session's
+// worker thread, never inside getCreative (where the caller may hold state).
+TEST_F(CreativeWebServiceTest, HostThatDoesNotFormAUrlFailsLaterWithoutARequest) {
+  server.respond("/b/binding/7/ios.json", {200, kValidCreative});
+  CompletionProbe<std::optional<Creative>, std::optional<LumoraAdBeaconError>> formed, broken;
+  service.getCreative(7, formed.callback());
+  formed.wait();
+  serviceFor("cdn host.example", session).getCreative(7, broken.callback());
+  const auto [creative, error] = broken.wait();
+  EXPECT_EQ(broken.thread(), formed.thread());
+  EXPECT_NE(broken.thread(), std::this_thread::get_id());
   EXPECT_FALSE(creative);
   ASSERT_TRUE(error);
   EXPECT_EQ(error->code(), ErrorType::unknown);
   EXPECT_EQ(error->message(), "Invalid URL");
-  EXPECT_TRUE(server.requests().empty());
+  EXPECT_EQ(server.requests().size(), 1u);
 }
 
 }  // namespace

@@ -2,13 +2,20 @@
 
 #include <curl/curl.h>
 #include <strings.h>
+#include <sys/stat.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "lumora/LinuxTrust.hpp"
+#include "platform/linux/LinuxPlatform.hpp"
+#include "platform/net/CurlTransfer.hpp"
 #include "unit/net/NetTestSupport.hpp"
 
 namespace lumora {
@@ -16,6 +23,7 @@ namespace {
 
 using platform::CurlHttpSession;
 using platform::CurlHttpSessionOptions;
+using platform::CurlTransfer;
 using platform::HttpRequest;
 using platform::HttpResult;
 using testing::CompletionProbe;
@@ -175,15 +183,139 @@ TEST_F(CurlHttpSessionTest, ExtraCaFileIsTrustedAlongsideTheSystemDirectory) {
   }
 }
 
-TEST_F(CurlHttpSessionTest, OnlyHttpAndHttpsAreSpoken) {
-  for (const std::string url :
-       {"file:///etc/hostname", "ftp://127.0.0.1/x", "gopher://127.0.0.1/"}) {
+// A file of extra CAs that cannot be used is reported and left out: the
+// system's store keeps serving every request.
+TEST_F(CurlHttpSessionTest, UnusableExtraCaFileLeavesTheSystemStoreWorking) {
+  server.respond("/", {200});
+  const auto bad = std::filesystem::path(server.caDirectory()).parent_path() / "bad";
+  std::filesystem::create_directories(bad);
+  const auto write = [&](const char* name, const std::string& text) {
+    std::ofstream(bad / name) << text;
+    return (bad / name).string();
+  };
+  const std::string fifo = (bad / "fifo.pem").string();
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  const std::vector<std::string> unusable{
+      (bad / "missing.pem").string(),
+      bad.string(),
+      fifo,
+      write("empty.pem", ""),
+      write("text.pem", "not a certificate\n"),
+      write("broken.pem", "-----BEGIN CERTIFICATE-----\nAAAA!!!!\n-----END CERTIFICATE-----\n"),
+  };
+  for (const auto& path : unusable) {
+    CurlHttpSessionOptions options;
+    options.extraCaFile = path;
+    options.systemCaDirectory = server.caDirectory();
+    CurlHttpSession degraded(options);
+    const auto result = run(degraded, request("/"));
+    EXPECT_FALSE(result.error) << path << ": " << result.error->localizedDescription;
+    const auto records = platform->log->records();
+    const auto reported = std::count_if(records.begin(), records.end(), [&](const auto& record) {
+      return record.levelName == "ERROR" &&
+             record.message.starts_with("Cannot trust the certificate authorities in " + path +
+                                        " (");
+    });
+    EXPECT_EQ(reported, 1) << path;
+  }
+}
+
+// The CA a host names in code or in LUMORA_CA_FILE is trusted in addition to
+// the system's store; the one named in code wins over the variable.
+TEST_F(CurlHttpSessionTest, LinuxPlatformTrustsTheHostsCaNextToTheSystemStore) {
+  server.respond("/", {200});
+  struct Case {
+    const char* what;
+    std::string inCode;
+    std::string inEnvironment;
+    std::string systemDirectory;  // empty: the system's own
+    bool trusted;
+  };
+  const std::string ca = server.caFile(), other = server.otherCaFile();
+  const std::vector<Case> cases{
+      {"nothing chosen", "", "", "", false},
+      {"in code", ca, "", "", true},
+      {"in the environment", "", ca, "", true},
+      {"code wins over the environment", other, ca, "", false},
+      {"system store still applies (code)", other, "", server.caDirectory(), true},
+      {"system store still applies (environment)", "", other, server.caDirectory(), true},
+  };
+  for (const auto& c : cases) {
+    setExtraCertificateAuthorities(c.inCode);
+    if (c.inEnvironment.empty()) {
+      unsetenv("LUMORA_CA_FILE");
+    } else {
+      setenv("LUMORA_CA_FILE", c.inEnvironment.c_str(), 1);
+    }
+    platform::LinuxPlatformOptions options;
+    options.http.systemCaDirectory = c.systemDirectory;
+    platform::LinuxPlatform linux(options);
+    const auto result = run(*linux.httpSession(), request("/"));
+    EXPECT_EQ(!result.error, c.trusted) << c.what;
+    if (!c.trusted && result.error) {
+      EXPECT_EQ(result.error->code, CURLE_PEER_FAILED_VERIFICATION) << c.what;
+    }
+  }
+  setExtraCertificateAuthorities("");
+  unsetenv("LUMORA_CA_FILE");
+}
+
+// Nothing leaves in the clear: a URL that is not https is refused before any
+// connection, and a redirect is followed only to https.
+TEST_F(CurlHttpSessionTest, NothingIsSentInTheClear) {
+  TestHttpsServer clear(TestHttpsServer::Listeners::httpsAndCleartext);
+  clear.respond("/device_events", {200});
+  server.respond("/creative", TestHttpsServer::Response::redirect(302, clear.cleartextUrl("/c")));
+  server.respond("/events",
+                 TestHttpsServer::Response::redirect(307, clear.cleartextUrl("/device_events")));
+  struct Case {
+    std::string url;
+    std::string method;
+    const char* message;
+  };
+  const std::vector<Case> cases{
+      {clear.cleartextUrl("/device_events"), "POST", CurlTransfer::kNotHttps},
+      {clear.cleartextUrl("/c"), "GET", CurlTransfer::kNotHttps},
+      {"HTTP://127.0.0.1:1/", "GET", CurlTransfer::kNotHttps},
+      {"127.0.0.1/no-scheme", "GET", CurlTransfer::kNotHttps},
+      {"file:///etc/hostname", "GET", CurlTransfer::kNotHttps},
+      {"ftp://127.0.0.1/x", "GET", CurlTransfer::kNotHttps},
+      {server.url("/creative"), "GET", CurlTransfer::kRedirectRefused},
+      {server.url("/events"), "POST", CurlTransfer::kRedirectRefused},
+  };
+  for (const auto& c : cases) {
     HttpRequest r;
-    r.url = url;
+    r.url = c.url;
+    r.method = c.method;
+    if (c.method == "POST") r.body = std::vector<std::uint8_t>{'{', '}'};
     const auto result = run(r);
-    ASSERT_TRUE(result.error) << url;
-    EXPECT_EQ(result.error->code, CURLE_UNSUPPORTED_PROTOCOL) << url;
-    EXPECT_FALSE(result.body) << url;
+    ASSERT_TRUE(result.error) << c.url;
+    EXPECT_EQ(result.error->domain, "CurlError") << c.url;
+    EXPECT_EQ(result.error->code, CURLE_UNSUPPORTED_PROTOCOL) << c.url;
+    EXPECT_EQ(result.error->localizedDescription, c.message) << c.url;
+    EXPECT_FALSE(result.response) << c.url;
+  }
+  EXPECT_TRUE(clear.requests().empty());
+  EXPECT_EQ(server.requests().size(), 2u);
+}
+
+// Whatever the redirect status, a POST reaches its https target with its
+// method and body: never as a bodiless request whose success hides the loss.
+TEST_F(CurlHttpSessionTest, RedirectedPostArrivesWholeAtItsHttpsTarget) {
+  const std::string event = R"({"clientInfo":{"phoneNumber":"+15550100"}})";
+  server.respond("/device_events", {201});
+  for (const int status : {301, 302, 303, 307, 308}) {
+    const std::string from = "/moved/" + std::to_string(status);
+    server.respond(from, TestHttpsServer::Response::redirect(status, server.url("/device_events")));
+    HttpRequest r = request(from, "POST");
+    r.body = std::vector<std::uint8_t>(event.begin(), event.end());
+    const auto result = run(r);
+    ASSERT_FALSE(result.error) << status << ": " << result.error->localizedDescription;
+    EXPECT_EQ(result.response->statusCode, 201) << status;
+    const auto arrived = server.requests().back();
+    EXPECT_EQ(arrived.path, "/device_events") << status;
+    EXPECT_EQ(arrived.method, "POST") << status;
+    EXPECT_EQ(arrived.body, event) << status;
   }
 }
 

@@ -21,6 +21,9 @@ class ScriptedSession : public platform::HttpSession {
  public:
   explicit ScriptedSession(HttpResult result) : result_(std::move(result)) {}
   void dataTask(platform::HttpRequest, Completion completion) override { completion(result_); }
+  void failTask(PlatformError error, Completion completion) override {
+    completion({{}, {}, std::move(error)});
+  }
 
  private:
   HttpResult result_;
