@@ -4,7 +4,6 @@
 // 0 when no check is an error, 1 otherwise, 2 for bad arguments.
 
 #include <chrono>
-#include <cstdlib>
 #include <iostream>
 #include <stdexcept>
 #include <string_view>
@@ -18,6 +17,7 @@
 #include "lumora-doctor/ReportPrinter.hpp"
 #include "lumora-doctor/SdkPlistCheck.hpp"
 #include "lumora-doctor/UserDefaultsCheck.hpp"
+#include "platform/linux/CertificateTrust.hpp"
 
 namespace {
 
@@ -25,12 +25,6 @@ using namespace lumora::doctor;
 
 constexpr std::chrono::milliseconds kBusTimeout{3000};
 constexpr std::chrono::milliseconds kTlsTimeout{5000};
-
-std::optional<std::string> caFileFromEnvironment() {
-  const char* file = std::getenv("LUMORA_CA_FILE");
-  if (!file || !*file) return std::nullopt;
-  return std::string(file);
-}
 
 std::vector<Check> runChecks(const DoctorCommandLine& line) {
   auto configuration = SdkPlistCheck::run(line.configFile);
@@ -40,7 +34,7 @@ std::vector<Check> runChecks(const DoctorCommandLine& line) {
   checks.push_back(NotificationCheck::run(kBusTimeout));
   checks.push_back(NetworkCheck::run());
   checks.push_back(
-      EndpointCheck::run(configuration.environments, caFileFromEnvironment(), kTlsTimeout));
+      EndpointCheck::run(configuration.environments, lumora::platform::configuredExtraCaFile(), kTlsTimeout));
   checks.push_back(UserDefaultsCheck::run());
   return checks;
 }
