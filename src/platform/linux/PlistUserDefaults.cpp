@@ -255,8 +255,10 @@ std::optional<PlistUserDefaults::FileDescriptor> PlistUserDefaults::lock() const
   std::error_code created;
   std::filesystem::create_directories(folderOf(file_), created);
   if (created) {
-    report("lock()", "Cannot create the folder " + folderOf(file_).string() + ": " +
-                         created.message() + "; keeping the values in memory");
+    report("lock()",
+           "Cannot create the folder " + folderOf(file_).string() + ": " + created.message() +
+               "; keeping the values in memory",
+           __LINE__);
     return std::nullopt;
   }
   const std::string lockPath = file_.string() + ".lock";
@@ -265,12 +267,14 @@ std::optional<PlistUserDefaults::FileDescriptor> PlistUserDefaults::lock() const
   struct stat status {};
   if (!fd.valid() || fstat(fd.get(), &status) != 0) {
     report("lock()",
-           "Cannot open " + lockPath + ": " + errnoText(errno) + "; keeping the values in memory");
+           "Cannot open " + lockPath + ": " + errnoText(errno) + "; keeping the values in memory",
+           __LINE__);
     return std::nullopt;
   }
   if (!S_ISREG(status.st_mode)) {
     report("lock()",
-           "Cannot lock " + lockPath + ": not a regular file; keeping the values in memory");
+           "Cannot lock " + lockPath + ": not a regular file; keeping the values in memory",
+           __LINE__);
     return std::nullopt;
   }
   // After a wait that ran out, a busy lock is tried once more without waiting
@@ -278,10 +282,12 @@ std::optional<PlistUserDefaults::FileDescriptor> PlistUserDefaults::lock() const
   if (!lockWithin(fd.get(), lockContended_ ? std::chrono::milliseconds{0} : kLockWait)) {
     const int error = errno;
     lockContended_ = lockContended_ || error == EWOULDBLOCK;
-    report("lock()", error == EWOULDBLOCK
-                         ? "Another process holds " + lockPath + "; keeping the values in memory"
-                         : "Cannot lock " + lockPath + ": " + errnoText(error) +
-                               "; keeping the values in memory");
+    report("lock()",
+           error == EWOULDBLOCK
+               ? "Another process holds " + lockPath + "; keeping the values in memory"
+               : "Cannot lock " + lockPath + ": " + errnoText(error) +
+                     "; keeping the values in memory",
+           __LINE__);
     return std::nullopt;
   }
   lockContended_ = false;
@@ -292,8 +298,9 @@ PlistUserDefaults::Reading PlistUserDefaults::read(bool locked) const {
   const auto file = CappedFile::read(file_, kMaxFileSize, false);
   if (file.status == CappedFile::Status::absent) return {Contents{}, false};
   if (file.status == CappedFile::Status::unreadable) {
-    report("load()", "Cannot read " + file_.string() + ": " + file.failure +
-                         "; keeping the values in memory");
+    report("load()",
+           "Cannot read " + file_.string() + ": " + file.failure + "; keeping the values in memory",
+           __LINE__);
     return {};
   }
   if (file.status == CappedFile::Status::read) {
@@ -309,8 +316,10 @@ PlistUserDefaults::Reading PlistUserDefaults::read(bool locked) const {
   if (!locked) {
     // Only the lock's holder may move the file: another process may be
     // replacing it right now.
-    report("load()", "The user defaults at " + file_.string() + " could not be read (" + what +
-                         "); using what could be recovered until the store can be locked");
+    report("load()",
+           "The user defaults at " + file_.string() + " could not be read (" + what +
+               "); using what could be recovered until the store can be locked",
+           __LINE__);
     return {std::move(recovered), false};
   }
   const std::string stamped = file_.string() + ".corrupt-" + utcStamp();
@@ -335,8 +344,10 @@ bool PlistUserDefaults::save(const Contents& contents) const {
   std::string temporary = file_.string() + ".tmp-XXXXXX";
   FileDescriptor fd(xml ? mkostemp(temporary.data(), O_CLOEXEC) : -1);
   if (!fd.valid()) {
-    report("save()", "Cannot create a temporary file in " + folder.string() + ": " +
-                         (xml ? errnoText(errno) : "the values cannot be written as XML"));
+    report("save()",
+           "Cannot create a temporary file in " + folder.string() + ": " +
+               (xml ? errnoText(errno) : "the values cannot be written as XML"),
+           __LINE__);
     return false;
   }
   std::string failure;
@@ -349,7 +360,7 @@ bool PlistUserDefaults::save(const Contents& contents) const {
   }
   if (!failure.empty()) {
     unlink(temporary.c_str());
-    report("save()", failure + "; keeping the values in memory");
+    report("save()", failure + "; keeping the values in memory", __LINE__);
     return false;
   }
   syncFolder(folder);
@@ -367,10 +378,10 @@ void PlistUserDefaults::sweepTemporaryFiles() const {
 }
 
 void PlistUserDefaults::report(std::string_view function, const std::string& message,
-                               std::source_location where) const {
+                               int line) const {
   if (message == lastProblem_) return;
   lastProblem_ = message;
-  LumoraLogger::shared().log(message, LogLevel::error, kLogFile, where.line(), function);
+  LumoraLogger::shared().log(message, LogLevel::error, kLogFile, line, function);
 }
 
 }  // namespace lumora::platform

@@ -5,7 +5,6 @@
 #include <map>
 #include <mutex>
 #include <optional>
-#include <source_location>
 #include <string>
 #include <string_view>
 
@@ -71,10 +70,9 @@ class PlistUserDefaults : public UserDefaults {
   Reading read(bool locked) const;
   bool save(const Contents& contents) const;
   void sweepTemporaryFiles() const;
-  /// Logs a problem once, until an operation succeeds again; the line is the
-  /// caller's.
-  void report(std::string_view function, const std::string& message,
-              std::source_location where = std::source_location::current()) const;
+  /// Logs a problem once, until an operation succeeds again, with the line
+  /// of the step that met it.
+  void report(std::string_view function, const std::string& message, int line) const;
 
   const std::filesystem::path file_;
   mutable std::mutex mutex_;
