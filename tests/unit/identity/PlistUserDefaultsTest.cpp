@@ -193,6 +193,8 @@ TEST_F(PlistUserDefaultsTest, WhenNothingCanBeWrittenValuesStayStableInMemory) {
        [] {}, "Operation not permitted"},
   };
   for (const auto& c : cases) {
+    // sysfs refuses new folders even to root, for whom permissions do not count.
+    if (c.file.string().starts_with("/sys/") && !fs::is_directory("/sys/kernel")) continue;
     fs::remove_all(file.parent_path());
     fs::create_directories(file.parent_path());
     c.prepare();
