@@ -72,12 +72,13 @@ std::shared_ptr<SdkFacade> SdkFacade::create(std::shared_ptr<platform::Platform>
 
 SdkFacade::SdkFacade(std::shared_ptr<platform::Platform> platform)
     : platform_(std::move(platform)),
+      configurationFile_(std::make_shared<const ConfigurationFile>(*platform_->resourceBundle())),
       creativeThrottle_(std::make_shared<CreativeThrottle>(platform_->clock())) {}
 
 void SdkFacade::buildBeaconManager() {
   BeaconSettings settings;
   try {
-    settings = BeaconSettingsFactory(platform_->resourceBundle()).createBeaconSettings();
+    settings = BeaconSettingsFactory(configurationFile_).createBeaconSettings();
   } catch (const BeaconSettingsError& error) {
     LUMORA_LOG(LogLevel::error, kLogFile, kInit,
                "Failed to initialize BeaconManager: " + error.localizedDescription());
@@ -114,8 +115,7 @@ void SdkFacade::initiate(const ClientProfile& clientProfile,
   callback_ =
       std::make_shared<MainThreadCallbackWrapper>(std::move(callback), platform_->mainQueue());
   try {
-    apiConfig_ =
-        APIConfigurationFactory(platform_->resourceBundle()).createAPIConfiguration(environment);
+    apiConfig_ = APIConfigurationFactory(configurationFile_).createAPIConfiguration(environment);
   } catch (const APIConfigurationError& error) {
     reportError(LumoraAdBeaconErrorType::configurationError, error.localizedDescription());
     return;

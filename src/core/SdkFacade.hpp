@@ -7,6 +7,7 @@
 
 #include "core/beacon/BeaconManager.hpp"
 #include "core/config/APIConfiguration.hpp"
+#include "core/config/ConfigurationFile.hpp"
 #include "core/net/CreativeWebService.hpp"
 #include "core/net/UserEventWebService.hpp"
 #include "core/notify/NotificationManager.hpp"
@@ -55,6 +56,8 @@ class SdkFacade : public BeaconListener, public std::enable_shared_from_this<Sdk
   void reportError(LumoraAdBeaconErrorType code, const std::string& message) const;
 
   const std::shared_ptr<platform::Platform> platform_;
+  /// sdk.plist, read once for the beacon settings and the endpoints.
+  const std::shared_ptr<const ConfigurationFile> configurationFile_;
   std::optional<APIConfiguration> apiConfig_;
   std::optional<ClientProfile> clientProfile_;
   std::shared_ptr<LumoraAdBeaconCallback> callback_;

@@ -1,9 +1,12 @@
 #include "core/config/APIConfigurationFactory.hpp"
 
+#include <algorithm>
+#include <cctype>
+#include <string_view>
 #include <utility>
 
 #include "core/config/APIConfigurationError.hpp"
-#include "core/config/PropertyList.hpp"
+#include "core/util/LumoraLogger.hpp"
 
 namespace lumora {
 namespace {
@@ -14,13 +17,35 @@ std::string requiredURL(const PropertyList& group, const std::string& key) {
   return std::move(*value);
 }
 
+bool isCleartext(std::string_view url) {
+  constexpr std::string_view kScheme = "http:";
+  return url.size() >= kScheme.size() &&
+         std::equal(kScheme.begin(), kScheme.end(), url.begin(), [](char expected, char actual) {
+           return expected == std::tolower(static_cast<unsigned char>(actual));
+         });
+}
+
+void warnAboutCleartext(const APIConfiguration& configuration) {
+  std::string keys;
+  for (const auto& [key, url] :
+       {std::pair{"EventURL", configuration.getTrackingEventURL()},
+        std::pair{"NoTrackingEventURL", configuration.getNoTrackingEventURL()}}) {
+    if (isCleartext(url)) keys += (keys.empty() ? "" : ", ") + std::string(key);
+  }
+  if (keys.empty()) return;
+  LUMORA_LOG(LogLevel::warning, "APIConfigurationFactory", "createAPIConfiguration(environment:)",
+             "Cleartext http:// endpoint in sdk.plist (" + keys +
+                 "): events would send personal data unencrypted, so these requests are "
+                 "refused; use https://");
+}
+
 }  // namespace
 
-APIConfigurationFactory::APIConfigurationFactory(std::shared_ptr<platform::ResourceBundle> bundle)
-    : bundle_(std::move(bundle)) {}
+APIConfigurationFactory::APIConfigurationFactory(std::shared_ptr<const ConfigurationFile> file)
+    : file_(std::move(file)) {}
 
 APIConfiguration APIConfigurationFactory::createAPIConfiguration(Environment environment) const {
-  const auto root = PropertyList::loadResource(*bundle_, "sdk", "plist");
+  const auto& root = file_->root();
   if (!root) throw APIConfigurationError::missingConfiguration();
   const auto endpoints = root->dictionary("APIEndpoints");
   if (!endpoints) throw APIConfigurationError::missingAPIEndpoints();
@@ -33,8 +58,10 @@ APIConfiguration APIConfigurationFactory::createAPIConfiguration(Environment env
   std::string noTracking = requiredURL(*group, "NoTrackingEventURL");
   std::string cdn = requiredURL(*group, "CreativeCDNURL");
   std::string bucket = requiredURL(*group, "CreativeBucketName");
-  return APIConfiguration(environment, std::move(tracking), std::move(noTracking), std::move(cdn),
-                          std::move(bucket));
+  APIConfiguration configuration(environment, std::move(tracking), std::move(noTracking),
+                                 std::move(cdn), std::move(bucket));
+  warnAboutCleartext(configuration);
+  return configuration;
 }
 
 }  // namespace lumora

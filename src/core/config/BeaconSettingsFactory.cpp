@@ -24,11 +24,11 @@ std::string requiredText(const PropertyList& group, const std::string& groupKey,
 
 }  // namespace
 
-BeaconSettingsFactory::BeaconSettingsFactory(std::shared_ptr<platform::ResourceBundle> bundle)
-    : bundle_(std::move(bundle)) {}
+BeaconSettingsFactory::BeaconSettingsFactory(std::shared_ptr<const ConfigurationFile> file)
+    : file_(std::move(file)) {}
 
 BeaconSettings BeaconSettingsFactory::createBeaconSettings() const {
-  const auto root = PropertyList::loadResource(*bundle_, "sdk", "plist");
+  const auto& root = file_->root();
   if (!root) throw BeaconSettingsError::missingConfiguration();
   const auto section = root->dictionary("BeaconSettings");
   if (!section) throw BeaconSettingsError::missingBeaconSettings();

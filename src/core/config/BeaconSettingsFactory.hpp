@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "core/config/BeaconSettings.hpp"
-#include "platform/ResourceBundle.hpp"
+#include "core/config/ConfigurationFile.hpp"
 
 namespace lumora {
 
@@ -13,9 +13,9 @@ namespace lumora {
 ///   BeaconSettings / CustomBeacon / ServiceUUID
 class BeaconSettingsFactory {
  public:
-  explicit BeaconSettingsFactory(std::shared_ptr<platform::ResourceBundle> bundle);
+  explicit BeaconSettingsFactory(std::shared_ptr<const ConfigurationFile> file);
 
-  /// Reads the file anew on every call. Throws lumora::BeaconSettingsError for
+  /// Throws lumora::BeaconSettingsError for
   /// the first problem, checked in this order: no readable file, no section,
   /// "AppleBeacon", "AppleBeacon.UUID", a UUID text that does not parse,
   /// "AppleBeacon.Identifier", "CustomBeacon", "CustomBeacon.ServiceUUID".
@@ -24,7 +24,7 @@ class BeaconSettingsFactory {
   BeaconSettings createBeaconSettings() const;
 
  private:
-  std::shared_ptr<platform::ResourceBundle> bundle_;
+  std::shared_ptr<const ConfigurationFile> file_;
 };
 
 }  // namespace lumora

@@ -2,7 +2,6 @@
 
 #include <plist/plist.h>
 
-#include <limits>
 #include <utility>
 
 namespace lumora {
@@ -10,10 +9,8 @@ namespace lumora {
 PropertyList::PropertyList(std::shared_ptr<void> node) : node_(std::move(node)) {}
 
 std::optional<PropertyList> PropertyList::parseDictionary(std::span<const std::uint8_t> bytes) {
-  // libplist takes a 32-bit length; anything larger cannot be a configuration file.
-  if (bytes.empty() || bytes.size() > std::numeric_limits<std::uint32_t>::max()) {
-    return std::nullopt;
-  }
+  // The screen also keeps the length within what libplist takes (32 bits).
+  if (bytes.empty() || !PropertyListScreen(kLimits).admits(bytes)) return std::nullopt;
   plist_t root = nullptr;
   plist_from_memory(reinterpret_cast<const char*>(bytes.data()),
                     static_cast<std::uint32_t>(bytes.size()), &root);
@@ -21,14 +18,6 @@ std::optional<PropertyList> PropertyList::parseDictionary(std::span<const std::u
   std::shared_ptr<void> owner(root, plist_free);
   if (plist_get_node_type(root) != PLIST_DICT) return std::nullopt;
   return PropertyList(std::move(owner));
-}
-
-std::optional<PropertyList> PropertyList::loadResource(const platform::ResourceBundle& bundle,
-                                                       const std::string& name,
-                                                       const std::string& type) {
-  const auto bytes = bundle.resource(name, type);
-  if (!bytes) return std::nullopt;
-  return parseDictionary(*bytes);
 }
 
 void* PropertyList::item(const std::string& key, int type) const {

@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 
+#include "core/config/PropertyListScreen.hpp"
 #include "platform/ResourceBundle.hpp"
 
 namespace lumora {
@@ -19,13 +20,15 @@ namespace lumora {
 /// cheap and may be read from several threads at once.
 class PropertyList {
  public:
-  /// The root dictionary of the bytes, or nothing when they are empty, not a
-  /// well-formed property list, or one whose root is not a dictionary.
+  /// What a configuration file may be: a resource's size cap, and far more
+  /// dictionaries and arrays than any configuration needs.
+  static constexpr PropertyListScreen::Limits kLimits{platform::ResourceBundle::kMaxResourceSize,
+                                                      256};
+
+  /// The root dictionary of the bytes, or nothing when they are empty, beyond
+  /// kLimits, not a well-formed property list, or one whose root is not a
+  /// dictionary.
   static std::optional<PropertyList> parseDictionary(std::span<const std::uint8_t> bytes);
-  /// parseDictionary() of the bundle's resource name.type; nothing when the
-  /// resource does not exist.
-  static std::optional<PropertyList> loadResource(const platform::ResourceBundle& bundle,
-                                                  const std::string& name, const std::string& type);
 
   /// The value for key when it is a dictionary.
   std::optional<PropertyList> dictionary(const std::string& key) const;

@@ -51,10 +51,9 @@ std::optional<std::string> getSystemAdvertisingId(const platform::AdvertisingIde
   return text;
 }
 
-std::string installationIdentifier(platform::UserDefaults* defaults, platform::Clock* clock) {
+std::string installationIdentifier(platform::UserDefaults* defaults, const platform::Clock& clock) {
   if (auto stored = storedString(defaults, kUuidKey)) return *stored;
-  const auto now = clock ? clock->now() : platform::TimePoint{};
-  std::string created = TimeBasedUuid::v1(now).text();
+  std::string created = TimeBasedUuid::v1(clock).text();
   if (defaults) defaults->setString(kUuidKey, created);
   return created;
 }
@@ -85,7 +84,7 @@ ClientProfile::ClientProfile(std::optional<std::string> phoneNumber,
   systemName_ = systemNameOf(device.get());
   advertisingId_ = advertisingId ? std::move(advertisingId)
                                  : getSystemAdvertisingId(platform->advertisingIdentity().get());
-  uuid_ = installationIdentifier(defaults.get(), clock.get());
+  uuid_ = installationIdentifier(defaults.get(), *clock);
   saveToUserDefaults(defaults.get(), phoneNumber_, email_);
 }
 

@@ -1,5 +1,6 @@
 #include "core/identity/TimeBasedUuid.hpp"
 
+#include <algorithm>
 #include <chrono>
 #include <random>
 #include <ratio>
@@ -29,13 +30,20 @@ Randomness drawRandomness() {
 
 }  // namespace
 
-Uuid TimeBasedUuid::v1(platform::TimePoint now) {
+Uuid TimeBasedUuid::v1(const platform::Clock& clock) {
   const Randomness random = drawRandomness();
-  return fromParts(timestamp(now), random.clockSequence, random.node);
+  return fromParts(timestamp(clock.now(), clock.utcOffset(kGregorianEpochUtc)),
+                   random.clockSequence, random.node);
 }
 
-std::uint64_t TimeBasedUuid::timestamp(platform::TimePoint now) {
-  return timestampFromUnixTicks(std::chrono::floor<Ticks>(now.time_since_epoch()).count());
+std::uint64_t TimeBasedUuid::timestamp(platform::TimePoint now,
+                                       std::chrono::seconds epochUtcOffset) {
+  // Local midnight comes epochUtcOffset before UTC midnight, so that much more
+  // time has passed since it. Both terms are far from the 64-bit limits.
+  constexpr std::chrono::seconds kDay{86'400};
+  const auto offset = std::clamp(epochUtcOffset, -kDay, kDay);
+  const auto sinceUnixEpoch = std::chrono::floor<Ticks>(now.time_since_epoch());
+  return timestampFromUnixTicks((sinceUnixEpoch + Ticks(offset)).count());
 }
 
 std::uint64_t TimeBasedUuid::timestampFromUnixTicks(std::int64_t ticksSinceUnixEpoch) {

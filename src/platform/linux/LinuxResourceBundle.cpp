@@ -2,11 +2,10 @@
 
 #include <dlfcn.h>
 
-#include <fstream>
-#include <iterator>
 #include <utility>
 
 #include "platform/linux/BundleDirectory.hpp"
+#include "platform/linux/CappedFile.hpp"
 
 namespace lumora::platform {
 namespace {
@@ -17,15 +16,6 @@ std::vector<std::filesystem::path> defaultDirectories() {
   // <prefix>/lib/libl… or, on multiarch systems, <prefix>/lib/<triplet>/libl…
   return {own, (own / ".." / "share" / "lumora").lexically_normal(),
           (own / ".." / ".." / "share" / "lumora").lexically_normal()};
-}
-
-std::optional<std::vector<std::uint8_t>> readFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return std::nullopt;
-  std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(in)),
-                                  std::istreambuf_iterator<char>());
-  if (in.bad()) return std::nullopt;
-  return bytes;
 }
 
 }  // namespace
@@ -45,10 +35,10 @@ std::optional<std::vector<std::uint8_t>> LinuxResourceBundle::resource(
     const std::string& name, const std::string& type) const {
   const std::string fileName = type.empty() ? name : name + "." + type;
   for (const auto& directory : directories_) {
-    std::error_code error;
-    const auto path = directory / fileName;
-    if (!std::filesystem::is_regular_file(path, error)) continue;
-    if (auto bytes = readFile(path)) return bytes;
+    const auto file = CappedFile::read(directory / fileName, kMaxResourceSize, true);
+    if (file.status == CappedFile::Status::read) {
+      return std::vector<std::uint8_t>(file.contents.begin(), file.contents.end());
+    }
   }
   return std::nullopt;
 }

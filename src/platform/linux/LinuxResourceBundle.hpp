@@ -14,6 +14,8 @@ namespace lumora::platform {
 ///   - otherwise the directory of the binary that contains the library's code
 ///     (the shared object, or the executable it is linked into), then
 ///     ../share/lumora relative to it.
+/// Only a regular file is read, without blocking, and only when it is no
+/// larger than kMaxResourceSize.
 class LinuxResourceBundle : public ResourceBundle {
  public:
   /// Uses lumora::setBundleDirectory()'s directory if one was set, else the

@@ -13,7 +13,15 @@ VirtualClock::VirtualClock(TimePoint start) : ticks_(start.time_since_epoch().co
 
 TimePoint VirtualClock::now() const { return TimePoint(TimePoint::duration(ticks_.load())); }
 
+std::chrono::seconds VirtualClock::utcOffset(std::chrono::sys_seconds) const {
+  return std::chrono::seconds(offsetSeconds_.load());
+}
+
 void VirtualClock::setNow(TimePoint time) { ticks_.store(time.time_since_epoch().count()); }
+
+void VirtualClock::setUtcOffset(std::chrono::seconds offset) {
+  offsetSeconds_.store(offset.count());
+}
 
 void VirtualClock::advance(double seconds) { ticks_.fetch_add(toDuration(seconds).count()); }
 

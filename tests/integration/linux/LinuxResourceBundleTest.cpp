@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -42,6 +43,13 @@ TEST_F(LinuxResourceBundleTest, ReadsNameDotTypeFromTheGivenDirectoryAndNothingE
   // A directory named like the file is not a resource.
   fs::create_directories(root / "dir.plist");
   EXPECT_EQ(bundle.resource("dir", "plist"), std::nullopt);
+  // Neither is a FIFO (which would block a plain open) nor a file past the cap.
+  ASSERT_EQ(mkfifo((root / "fifo.plist").c_str(), 0600), 0);
+  EXPECT_EQ(bundle.resource("fifo", "plist"), std::nullopt);
+  write(root / "big.plist", std::string(ResourceBundle::kMaxResourceSize + 1, ' '));
+  EXPECT_EQ(bundle.resource("big", "plist"), std::nullopt);
+  write(root / "big.plist", std::string(ResourceBundle::kMaxResourceSize, ' '));
+  EXPECT_EQ(bundle.resource("big", "plist")->size(), ResourceBundle::kMaxResourceSize);
 }
 
 TEST_F(LinuxResourceBundleTest, ByDefaultSearchesTheBinarysDirectoryThenThePrefixShareLumora) {

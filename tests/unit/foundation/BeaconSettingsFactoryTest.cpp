@@ -26,7 +26,7 @@ class BeaconSettingsFactoryTest : public testing::SimWorld,
     edit(plist);
     install(plist);
     try {
-      factory.createBeaconSettings();
+      factory().createBeaconSettings();
       ADD_FAILURE() << "no error for " << text;
     } catch (const BeaconSettingsError& error) {
       EXPECT_EQ(error.kind(), kind) << text;
@@ -35,7 +35,10 @@ class BeaconSettingsFactoryTest : public testing::SimWorld,
     }
   }
 
-  BeaconSettingsFactory factory{platform->bundle};
+  /// A factory over a fresh reading of the installed file.
+  BeaconSettingsFactory factory() const {
+    return BeaconSettingsFactory(std::make_shared<const ConfigurationFile>(*platform->bundle));
+  }
 };
 
 const std::initializer_list<const char*> kSection = {"BeaconSettings"};
@@ -46,18 +49,20 @@ TEST_P(BeaconSettingsFactoryTest, ReadsTheTextsExactlyAsWritten) {
   install(SdkPlist::complete()
               .set(kApple, "UUID", SdkPlist::str("e2c56db5-dffb-48d2-b060-d0f5a71096e0"))
               .set(kCustom, "ServiceUUID", SdkPlist::str("FEAA")));
-  const BeaconSettings settings = factory.createBeaconSettings();
+  const BeaconSettings settings = factory().createBeaconSettings();
   EXPECT_EQ(settings.appleBeaconUUID, "e2c56db5-dffb-48d2-b060-d0f5a71096e0");
   EXPECT_EQ(settings.appleBeaconIdentifier, "com.example.store");
   EXPECT_EQ(settings.customBeaconServiceUUID, "FEAA") << "the service UUID is not validated";
 }
 
-TEST_P(BeaconSettingsFactoryTest, MissingOrUnreadableFileIsMissingConfiguration) {
+TEST_P(BeaconSettingsFactoryTest, MissingUnreadableOrOutsizedFileIsMissingConfiguration) {
   const std::string text = "sdk.plist file is missing or cannot be read";
-  for (const std::string contents : {"", "bplist00garbage"}) {
+  for (const std::vector<std::uint8_t>& contents :
+       {std::vector<std::uint8_t>{}, SdkPlist::bytesOf("bplist00garbage"),
+        SdkPlist::oversized().bytes(GetParam()), SdkPlist::nested(300).bytes(GetParam())}) {
     platform->bundle->setResource("sdk.plist", contents);
     try {
-      factory.createBeaconSettings();
+      factory().createBeaconSettings();
       ADD_FAILURE() << "no error";
     } catch (const BeaconSettingsError& error) {
       EXPECT_EQ(error.kind(), Kind::missingConfiguration);
@@ -65,7 +70,7 @@ TEST_P(BeaconSettingsFactoryTest, MissingOrUnreadableFileIsMissingConfiguration)
     }
   }
   platform->bundle->removeResource("sdk.plist");
-  EXPECT_THROW(factory.createBeaconSettings(), BeaconSettingsError);
+  EXPECT_THROW(factory().createBeaconSettings(), BeaconSettingsError);
 }
 
 TEST_P(BeaconSettingsFactoryTest, EachProblemIsReportedInCheckOrder) {

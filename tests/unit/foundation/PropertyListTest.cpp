@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "SdkPlist.hpp"
 #include "core/config/PropertyList.hpp"
@@ -71,11 +72,75 @@ TEST(PropertyListMalformedTest, EmptyGarbageAndHalfWrittenInputsYieldNothing) {
   EXPECT_FALSE(PropertyList::parseDictionary(Bytes(4096, 0x00)).has_value());
 }
 
-TEST(PropertyListMalformedTest, LargeValueIsRead) {
-  const std::string big(4 << 20, 'u');
-  const auto bytes =
-      SdkPlist(SdkPlist::dict({{"Big", SdkPlist::str(big)}})).bytes(SdkPlist::Format::binary);
-  EXPECT_EQ(PropertyList::parseDictionary(bytes)->string("Big"), big);
+// A binary property list of the given objects (one-byte references), the
+// first one on top.
+Bytes binary(const std::vector<Bytes>& objects) {
+  Bytes out = text("bplist00");
+  std::vector<std::size_t> offsets;
+  for (const auto& object : objects) {
+    offsets.push_back(out.size());
+    out.insert(out.end(), object.begin(), object.end());
+  }
+  const std::size_t table = out.size();
+  const auto bigEndian = [&out](std::uint64_t value, int width) {
+    for (int i = width - 1; i >= 0; --i) out.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
+  };
+  for (const auto offset : offsets) bigEndian(offset, 4);
+  out.insert(out.end(), 6, 0);
+  out.push_back(4);  // offset size
+  out.push_back(1);  // reference size
+  bigEndian(objects.size(), 8);
+  bigEndian(0, 8);
+  bigEndian(table, 8);
+  return out;
+}
+
+// Arrays of two references to the next one, n deep: 2^n leaves once expanded.
+Bytes doublingArrays(int n) {
+  std::vector<Bytes> objects;
+  for (int i = 0; i < n; ++i) {
+    const auto next = static_cast<std::uint8_t>(i + 1);
+    objects.push_back({0xA2, next, next});
+  }
+  objects.push_back({0x51, 'a'});
+  return binary(objects);
+}
+
+std::string repeated(const std::string& unit, std::size_t times) {
+  std::string out;
+  for (std::size_t i = 0; i < times; ++i) out += unit;
+  return out;
+}
+
+TEST(PropertyListLimitsTest, InputsPastTheCapsAreRefusedBeforeParsing) {
+  const std::string open = "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>k</key>";
+  const std::string close = "</dict></plist>";
+  const struct {
+    const char* name;
+    Bytes bytes;
+    bool admitted;
+  } cases[] = {
+      {"small binary dictionary", binary({{0xD1, 1, 2}, {0x51, 'a'}, {0x51, 'b'}}), true},
+      {"value just within the size cap",
+       text(open + "<string>" + std::string(1000000, 'v') + "</string>" + close), true},
+      {"value past the size cap",
+       text(open + "<string>" + std::string(1 << 20, 'v') + "</string>" + close), false},
+      {"256 containers", text(open + repeated("<array>", 255) + repeated("</array>", 255) + close),
+       true},
+      {"257 containers", text(open + repeated("<array>", 256) + repeated("</array>", 256) + close),
+       false},
+      // Deep enough to overflow the stack when the parsed tree is freed.
+      {"140000 levels within the size cap",
+       text(open + repeated("<array>", 140000) + repeated("</array>", 140000) + close), false},
+      {"closing tags hidden in a comment do not offset openings",
+       text(open + repeated("<!-- </array> -->", 300) + repeated("<array>", 300) + close), false},
+      {"shared objects expanding to 2^40 leaves", doublingArrays(40), false},
+      {"an array containing itself", binary({{0xA1, 0}}), false},
+      {"a reference past the object table", binary({{0xD1, 1, 7}, {0x51, 'a'}}), false},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(PropertyList::parseDictionary(c.bytes).has_value(), c.admitted) << c.name;
+  }
 }
 
 }  // namespace

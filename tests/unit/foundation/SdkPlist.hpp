@@ -34,7 +34,25 @@ class SdkPlist {
     }));
   }
 
+  /// A complete file made larger than a resource may be.
+  static SdkPlist oversized() {
+    return std::move(complete().set({}, "Padding", str(std::string(1 << 20, 'p'))));
+  }
+  /// A complete file carrying arrays nested depth levels deep.
+  static SdkPlist nested(int depth) {
+    plist_t inner = plist_new_array();
+    for (int level = 1; level < depth; ++level) {
+      plist_t outer = plist_new_array();
+      plist_array_append_item(outer, inner);
+      inner = outer;
+    }
+    return std::move(complete().set({}, "Nested", inner));
+  }
+
   static plist_t str(const std::string& text) { return plist_new_string(text.c_str()); }
+  static std::vector<std::uint8_t> bytesOf(const std::string& text) {
+    return {text.begin(), text.end()};
+  }
   static plist_t dict(std::initializer_list<std::pair<const char*, plist_t>> items) {
     plist_t node = plist_new_dict();
     for (const auto& [key, value] : items) plist_dict_set_item(node, key, value);

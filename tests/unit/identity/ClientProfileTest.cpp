@@ -87,6 +87,7 @@ TEST_F(ClientProfileTest, IdentifierIsCreatedOnceAndAStoredOneIsUsedVerbatim) {
 }
 
 TEST_F(ClientProfileTest, NewIdentifierIsAVersionOneUuidOfTheCurrentTime) {
+  platform->virtualClock->setUtcOffset(std::chrono::hours{-5});
   const std::string text = bare().getUUID();
   ASSERT_EQ(text.size(), 36u);
   const auto parsed = Uuid::parse(text);
@@ -94,8 +95,11 @@ TEST_F(ClientProfileTest, NewIdentifierIsAVersionOneUuidOfTheCurrentTime) {
   EXPECT_EQ(parsed->text(), text);  // canonical upper-case form
   EXPECT_EQ(text[14], '1');
   EXPECT_NE(std::string("89AB").find(text[19]), std::string::npos);
-  // time_low and time_mid carry the virtual clock's timestamp.
-  const std::uint64_t timestamp = TimeBasedUuid::timestamp(platform->virtualClock->now());
+  // The timestamp counts from the epoch's midnight in the clock's time zone,
+  // five hours after midnight UTC.
+  const std::uint64_t timestamp =
+      TimeBasedUuid::timestamp(platform->virtualClock->now(), std::chrono::seconds{0}) -
+      5 * 3600 * std::uint64_t{10'000'000};
   const auto& bytes = parsed->bytes();
   std::uint64_t decoded = 0;
   for (int i = 0; i < 4; ++i) decoded |= std::uint64_t{bytes[i]} << (24 - 8 * i);

@@ -1,12 +1,20 @@
 #include "platform/linux/PlistUserDefaults.hpp"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <plist/plist.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <fstream>
+#include <functional>
+#include <random>
 #include <sstream>
+#include <thread>
 
 #include "support/SimWorld.hpp"
 
@@ -76,22 +84,46 @@ TEST_F(PlistUserDefaultsTest, ValuesSurviveNewStoreObjectsAndAreAnXmlPropertyLis
   }
 }
 
-TEST_F(PlistUserDefaultsTest, EntriesOfOtherTypesAreKeptButNotReturned) {
+TEST_F(PlistUserDefaultsTest, AnythingButAFlatDictionaryOfStringsIsSetAsideKeepingTheIdentifier) {
+  const std::string head = R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict>)";
+  const std::string id =
+      std::string("<key>") + kUuidKey + "</key><string>" + kIdentifier + "</string>";
+  const std::string tail = "</dict></plist>";
+  const auto nested = [](int depth) {
+    std::string text = "<key>deep</key>";
+    for (int i = 0; i < depth; ++i) text += "<array>";
+    for (int i = 0; i < depth; ++i) text += "</array>";
+    return text;
+  };
+  const struct {
+    const char* name;
+    std::string text;
+  } cases[] = {
+      {"a number", head + id + "<key>count</key><integer>7</integer>" + tail},
+      {"a nested dictionary", head + id + "<key>d</key><dict/>" + tail},
+      // Deep enough to overflow the stack in the parser's recursion.
+      {"arrays nested 140000 deep", head + id + nested(140000) + tail},
+      {"an array root",
+       R"(<?xml version="1.0"?><plist version="1.0"><array>)" + id + "</array></plist>"},
+      {"past the size cap",
+       head + id + "<key>big</key><string>" + std::string(1 << 20, 'x') + "</string>" + tail},
+  };
   fs::create_directories(file.parent_path());
-  overwrite(R"(<?xml version="1.0" encoding="UTF-8"?>
-<plist version="1.0"><dict><key>count</key><integer>7</integer></dict></plist>)");
-  EXPECT_EQ(store().stringForKey("count"), std::nullopt);
-  store().setString("name", "x");
-  EXPECT_NE(contents().find("<integer>7</integer>"), std::string::npos);
-  EXPECT_TRUE(asideFiles().empty());
+  for (const auto& c : cases) {
+    overwrite(c.text);
+    const auto before = asideFiles().size();
+    EXPECT_EQ(store().stringForKey(kUuidKey), kIdentifier) << c.name;
+    EXPECT_EQ(asideFiles().size(), before + 1) << c.name;
+    EXPECT_LT(fs::file_size(file), 1024u) << c.name << ": only the identifier is written back";
+  }
 }
 
 TEST_F(PlistUserDefaultsTest, DamagedFileIsSetAsideLoggedAndTheIdentifierRecovered) {
   store().setString(kUuidKey, kIdentifier);
   store().setString("LumoraBeaconSDK.Email", "a@example.com");
   const std::string whole = contents();
-  const auto cut = whole.find("LumoraBeaconSDK.Email");
-  ASSERT_NE(cut, std::string::npos);
+  const auto cut = whole.find("</string>", whole.find(kIdentifier)) + 9;
+  ASSERT_LT(cut, whole.size());
   overwrite(whole.substr(0, cut));  // cut short after the identifier
 
   EXPECT_EQ(store().stringForKey(kUuidKey), kIdentifier);
@@ -123,16 +155,96 @@ TEST_F(PlistUserDefaultsTest, IdentifierCutThroughOrGarbageIsNotInvented) {
   EXPECT_EQ(errorLines(), 3u);
 }
 
+TEST_F(PlistUserDefaultsTest, ALockHeldElsewhereNeitherBlocksNorLosesValues) {
+  store().setString(kUuidKey, kIdentifier);
+  // flock locks belong to the open file, so this one contends like another process.
+  const int other = open((file.string() + ".lock").c_str(), O_RDWR);
+  ASSERT_GE(other, 0);
+  ASSERT_EQ(flock(other, LOCK_EX), 0);
+
+  auto own = store();
+  own.setString("LumoraBeaconSDK.Email", "a@example.com");
+  own.setString("LumoraBeaconSDK.PhoneNumber", "+15550100");
+  EXPECT_EQ(own.stringForKey("LumoraBeaconSDK.Email"), "a@example.com") << "kept in memory";
+  EXPECT_EQ(own.stringForKey(kUuidKey), kIdentifier) << "the file is still read";
+  EXPECT_EQ(contents().find("a@example.com"), std::string::npos) << "nothing written unlocked";
+  EXPECT_EQ(errorLines(), 1u) << "one report for the whole contention";
+
+  close(other);
+  EXPECT_EQ(own.stringForKey(kUuidKey), kIdentifier);
+  EXPECT_EQ(store().stringForKey("LumoraBeaconSDK.Email"), "a@example.com") << "written later";
+  EXPECT_EQ(store().stringForKey("LumoraBeaconSDK.PhoneNumber"), "+15550100");
+}
+
+TEST_F(PlistUserDefaultsTest, WhenNothingCanBeWrittenValuesStayStableInMemory) {
+  fs::create_directories(folder);
+  const struct {
+    const char* name;
+    fs::path file;
+    std::function<void()> prepare;
+    const char* cause;
+  } cases[] = {
+      {"a FIFO in the file's place", file, [&] { mkfifo(file.c_str(), 0600); },
+       "not a regular file"},
+      {"a link in the file's place", file,
+       [&] { fs::create_symlink(folder / "elsewhere.plist", file); },
+       "Too many levels of symbolic links"},
+      {"a folder that cannot be created", fs::path("/sys/lumora-store-test") / "defaults.plist",
+       [] {}, "Operation not permitted"},
+  };
+  for (const auto& c : cases) {
+    // sysfs refuses new folders even to root, for whom permissions do not count.
+    if (c.file.string().starts_with("/sys/") && !fs::is_directory("/sys/kernel")) continue;
+    fs::remove_all(file.parent_path());
+    fs::create_directories(file.parent_path());
+    c.prepare();
+    platform->log->clear();
+    platform::PlistUserDefaults own(c.file);
+    EXPECT_EQ(own.stringForKey(kUuidKey), std::nullopt) << c.name;
+    own.setString(kUuidKey, kIdentifier);
+    EXPECT_EQ(own.stringForKey(kUuidKey), kIdentifier) << c.name;
+    own.setString("LumoraBeaconSDK.Email", "a@example.com");
+    own.removeObject("LumoraBeaconSDK.Email");
+    EXPECT_EQ(own.stringForKey("LumoraBeaconSDK.Email"), std::nullopt) << c.name;
+    const auto records = platform->log->records();
+    ASSERT_EQ(records.size(), 1u) << c.name << ": a problem is reported once";
+    EXPECT_NE(records[0].message.find(c.cause), std::string::npos) << records[0].message;
+  }
+}
+
+TEST_F(PlistUserDefaultsTest, TemporaryFilesOfCrashedSavesAreSwept) {
+  fs::create_directories(file.parent_path());
+  for (const char* name : {"defaults.plist.tmp-a1B2c3", "defaults.plist.tmp-zzzzzz"}) {
+    std::ofstream(file.parent_path() / name) << "<plist";
+  }
+  std::ofstream(file.parent_path() / "other.plist.tmp-a1B2c3") << "not ours";
+
+  store().setString(kUuidKey, kIdentifier);
+  std::vector<std::string> left;
+  for (const auto& entry : fs::directory_iterator(file.parent_path())) {
+    left.push_back(entry.path().filename().string());
+  }
+  std::sort(left.begin(), left.end());
+  EXPECT_EQ(left, (std::vector<std::string>{"defaults.plist", "defaults.plist.lock",
+                                            "other.plist.tmp-a1B2c3"}));
+}
+
 TEST_F(PlistUserDefaultsTest, ConcurrentWritersInTwoProcessesLoseNothing) {
   constexpr int kKeys = 40;
   store().setString(kUuidKey, kIdentifier);
   const pid_t child = fork();
   ASSERT_GE(child, 0);
   const std::string prefix = child == 0 ? "child." : "parent.";
-  for (int i = 0; i < kKeys; ++i) {
-    platform::PlistUserDefaults own(file);  // a separate object per write, as separate runs would
-    own.setString(prefix + std::to_string(i), std::to_string(i));
-  }
+  const auto own = [&] {
+    platform::PlistUserDefaults own(file);  // one store per process, as the SDK has
+    for (int i = 0; i < kKeys; ++i) own.setString(prefix + std::to_string(i), std::to_string(i));
+    // A write that met the other process's lock for too long waits in memory
+    // for the next operation.
+    while (store().stringForKey(prefix + std::to_string(kKeys - 1)) == std::nullopt) {
+      own.stringForKey(kUuidKey);
+    }
+  };
+  own();
   if (child == 0) _exit(0);
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
@@ -144,6 +256,43 @@ TEST_F(PlistUserDefaultsTest, ConcurrentWritersInTwoProcessesLoseNothing) {
     EXPECT_EQ(reopened.stringForKey("parent." + std::to_string(i)), std::to_string(i));
   }
   EXPECT_EQ(reopened.stringForKey(kUuidKey), kIdentifier);
+}
+
+// Run by hand (it takes a while): --gtest_also_run_disabled_tests
+// --gtest_filter='*KillNine*'. A child saves without pause while this process
+// kills it with SIGKILL at a random moment, 500 times over.
+TEST_F(PlistUserDefaultsTest, DISABLED_KillNineDuringSavesNeverLosesTheIdentifier) {
+  constexpr int kTrials = 500;
+  store().setString(kUuidKey, kIdentifier);
+  std::mt19937 random(std::random_device{}());
+  int changed = 0;
+  int leftBehind = 0;
+  for (int trial = 0; trial < kTrials; ++trial) {
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      platform::PlistUserDefaults own(file);
+      for (long i = 0;; ++i) own.setString("counter", std::to_string(i));
+    }
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 20000));
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    for (const auto& entry : fs::directory_iterator(file.parent_path())) {
+      leftBehind += entry.path().filename().string().find(".tmp-") != std::string::npos;
+    }
+    changed += store().stringForKey(kUuidKey) != kIdentifier;
+  }
+  std::size_t stray = 0;
+  for (const auto& entry : fs::directory_iterator(file.parent_path())) {
+    stray += entry.path().filename().string().find(".tmp-") != std::string::npos;
+  }
+  std::printf(
+      "%d trials: %d identifiers lost or changed, %d kills left a temporary file, "
+      "%zu stray temporary files at the end, %zu files set aside\n",
+      kTrials, changed, leftBehind, stray, asideFiles().size());
+  EXPECT_EQ(changed, 0);
+  EXPECT_EQ(stray, 0u);
+  EXPECT_TRUE(asideFiles().empty());
 }
 
 }  // namespace

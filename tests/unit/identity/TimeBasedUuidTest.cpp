@@ -2,23 +2,66 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <ctime>
 #include <limits>
 #include <set>
 
+#include "platform/linux/SystemClock.hpp"
 #include "platform/sim/VirtualClock.hpp"
 
 namespace lumora {
 namespace {
 
 using platform::TimePoint;
+using std::chrono::hours;
+using std::chrono::seconds;
 
 TEST(TimeBasedUuidTest, LayoutMatchesTheTimeBasedFormatForAKnownClock) {
-  // 2023-11-14 22:13:20 UTC is 139192928000000000 intervals after the epoch.
-  const auto timestamp = TimeBasedUuid::timestamp(platform::VirtualClock::fromSeconds(1700000000));
+  // 2023-11-14 22:13:20 UTC is 139192928000000000 intervals after the epoch in UTC.
+  const auto timestamp =
+      TimeBasedUuid::timestamp(platform::VirtualClock::fromSeconds(1700000000), seconds{0});
   EXPECT_EQ(timestamp, 139192928000000000u);
   const TimeBasedUuid::Node node{0xDE, 0xAD, 0xBE, 0xEF, 0x01, 0x23};
   EXPECT_EQ(TimeBasedUuid::fromParts(timestamp, 0x2A5C, node).text(),
             "04AFC000-833B-11EE-AA5C-DEADBEEF0123");
+}
+
+TEST(TimeBasedUuidTest, EpochIsMidnightInTheDevicesTimeZone) {
+  constexpr std::uint64_t kUtc = 139192928000000000u;
+  constexpr std::int64_t kTicksPerSecond = 10'000'000;
+  const TimePoint now = platform::VirtualClock::fromSeconds(1700000000);
+  struct Case {
+    seconds offset;
+    std::int64_t expectedShiftSeconds;
+  };
+  // East of Greenwich local midnight came earlier, so more time has passed;
+  // offsets beyond a day are clamped.
+  for (const auto& [offset, shift] :
+       {Case{hours{9}, 9 * 3600}, Case{seconds{-17762}, -17762}, Case{seconds{0}, 0},
+        Case{hours{1000}, 86'400}, Case{-hours{1000}, -86'400}}) {
+    EXPECT_EQ(TimeBasedUuid::timestamp(now, offset), kUtc + shift * kTicksPerSecond)
+        << offset.count();
+  }
+  platform::VirtualClock clock(now);
+  clock.setUtcOffset(hours{9});
+  const auto uuid = TimeBasedUuid::v1(clock).text();
+  EXPECT_EQ(
+      uuid.substr(0, 18),
+      TimeBasedUuid::fromParts(kUtc + 9 * 3600 * kTicksPerSecond, 0, {}).text().substr(0, 18));
+}
+
+TEST(TimeBasedUuidTest, SystemClockReadsTheOffsetOfTheZoneInForce) {
+  const char* saved = std::getenv("TZ");
+  const std::string previous = saved ? saved : "";
+  for (const auto& [zone, offset] :
+       {std::pair{"JST-9", hours{9}}, std::pair{"EST5", -hours{5}}, std::pair{"UTC0", hours{0}}}) {
+    setenv("TZ", zone, 1);
+    tzset();
+    EXPECT_EQ(platform::SystemClock().utcOffset(TimeBasedUuid::kGregorianEpochUtc), offset) << zone;
+  }
+  saved ? setenv("TZ", previous.c_str(), 1) : unsetenv("TZ");
+  tzset();
 }
 
 TEST(TimeBasedUuidTest, HighBitsOfTimestampAndClockSequenceNeverReachVersionOrVariant) {
@@ -41,20 +84,20 @@ TEST(TimeBasedUuidTest, TimestampsOutsideTheRepresentableRangeAreClamped) {
   EXPECT_EQ(TimeBasedUuid::timestampFromUnixTicks(lastFitting + 1), TimeBasedUuid::kMaxTimestamp);
   EXPECT_EQ(TimeBasedUuid::timestampFromUnixTicks(kMax), TimeBasedUuid::kMaxTimestamp);
   // Ticks are floored, so the instant before the Unix epoch is one interval earlier.
-  EXPECT_EQ(TimeBasedUuid::timestamp(TimePoint{} - std::chrono::nanoseconds(1)),
+  EXPECT_EQ(TimeBasedUuid::timestamp(TimePoint{} - std::chrono::nanoseconds(1), seconds{0}),
             static_cast<std::uint64_t>(kOffset - 1));
 }
 
 TEST(TimeBasedUuidTest, ExtremeClocksStillGiveWellFormedIdentifiers) {
   for (const TimePoint now : {TimePoint::min(), TimePoint::max(), TimePoint{}}) {
-    const std::string text = TimeBasedUuid::v1(now).text();
+    const std::string text = TimeBasedUuid::v1(platform::VirtualClock(now)).text();
     EXPECT_EQ(text[14], '1') << text;
     EXPECT_NE(std::string("89AB").find(text[19]), std::string::npos) << text;
   }
 }
 
 TEST(TimeBasedUuidTest, RandomPartsDifferAndStayWithinTheirRanges) {
-  const TimePoint now = platform::VirtualClock::fromSeconds(1700000000);
+  const platform::VirtualClock now(platform::VirtualClock::fromSeconds(1700000000));
   std::set<std::string> seen;
   std::set<std::uint8_t> nodeFirstBytes;
   for (int i = 0; i < 200; ++i) {
