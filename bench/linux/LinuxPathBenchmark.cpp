@@ -273,9 +273,10 @@ class FloorSubscriber {
                      onSignal, this);
   }
   ~FloorSubscriber() { sd_bus_flush_close_unref(bus_); }
-  void startDiscovery() {
-    sd_bus_call_method(bus_, "org.bluez", "/org/bluez/hci0", "org.bluez.Adapter1", "StartDiscovery",
-                       nullptr, nullptr, nullptr);
+  /// Answers whether the adapter took it (the load may not own org.bluez yet).
+  bool startDiscovery() {
+    return sd_bus_call_method(bus_, "org.bluez", "/org/bluez/hci0", "org.bluez.Adapter1",
+                              "StartDiscovery", nullptr, nullptr, nullptr) >= 0;
   }
   /// Processes what is ready, waiting up to `seconds` for more.
   void runFor(double seconds) {
@@ -403,8 +404,7 @@ int runRates(const fs::path& tool, const fs::path& directory) {
     bool started = false;
     for (double rate : rates) {
       const auto phase = measure(tool, bus, planAt(rate), [&](double s) {
-        if (!started) floor.startDiscovery();
-        started = true;
+        if (!started) started = floor.startDiscovery();
         floor.runFor(s);
       });
       started = false;

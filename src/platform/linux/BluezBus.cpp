@@ -19,6 +19,7 @@ struct BusSource {
   GSource base;
   sd_bus* bus;
   gpointer fd;  // the tag of the connection's descriptor
+  int events;   // the poll events last asked for
 };
 
 GIOCondition conditionFor(int events) {
@@ -43,8 +44,12 @@ gint millisecondsUntilDue(sd_bus* bus) {
 
 gboolean prepare(GSource* source, gint* timeout) {
   auto* self = reinterpret_cast<BusSource*>(source);
+  // Changing the events wakes the main context up, so only a real change is made.
   const int events = sd_bus_get_events(self->bus);
-  if (events >= 0) g_source_modify_unix_fd(source, self->fd, conditionFor(events));
+  if (events >= 0 && events != self->events) {
+    self->events = events;
+    g_source_modify_unix_fd(source, self->fd, conditionFor(events));
+  }
   *timeout = millisecondsUntilDue(self->bus);
   return *timeout == 0;
 }
@@ -111,7 +116,8 @@ BluezBus::BluezBus(sd_bus* bus)
     : bus_(bus), source_(g_source_new(&kBusSourceFuncs, sizeof(BusSource))) {
   auto* source = reinterpret_cast<BusSource*>(source_);
   source->bus = bus_;
-  source->fd = g_source_add_unix_fd(source_, sd_bus_get_fd(bus_), G_IO_IN);
+  source->events = POLLIN;
+  source->fd = g_source_add_unix_fd(source_, sd_bus_get_fd(bus_), conditionFor(POLLIN));
   g_source_attach(source_, nullptr);
 }
 
