@@ -60,6 +60,11 @@ double residentMegabytes() {
   return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1048576.0;
 }
 
+std::size_t openDescriptors() {
+  return static_cast<std::size_t>(
+      std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
+}
+
 pid_t spawn(const std::vector<std::string>& argv, int stdoutFd) {
   std::vector<char*> args;
   for (const auto& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
@@ -437,12 +442,11 @@ int runRates(const fs::path& tool, const fs::path& directory) {
 void reportFetches(const lumora::tools::LoadPlan& plan, const CreativeServer& server,
                    double settle) {
   std::uint64_t due = 0, once = 0, missing = 0, repeated = 0;
+  using lumora::tools::FakeBluetoothd;
   for (std::uint32_t slot = 0; slot < plan.identities; ++slot) {
-    const double offset = plan.identityLifetime * slot / plan.identities;
-    for (double birth = -offset; birth < plan.seconds - settle; birth += plan.identityLifetime) {
-      const auto binding =
-          lumora::tools::FakeBluetoothd::bindingAt(plan, slot, std::max(birth, 0.0) + 1e-6);
-      const auto fetches = server.fetchesOf(binding);
+    for (double birth = FakeBluetoothd::firstBirth(plan, slot); birth < plan.seconds - settle;
+         birth += plan.identityLifetime) {
+      const auto fetches = server.fetchesOf(FakeBluetoothd::bindingOf(plan, slot, birth + 1e-6));
       ++due;
       once += fetches == 1;
       missing += fetches == 0;
@@ -477,7 +481,8 @@ int runSoak(const fs::path& tool, const fs::path& directory, double minutes) {
     const double now = std::chrono::duration<double>(Clock::now() - start).count();
     if (now >= warmUp && now - warmUp >= 10.0 * static_cast<double>(resident.size())) {
       resident.push_back(residentMegabytes());
-      std::fprintf(out, "  %5.0f s  RSS %.1f MB\n", now, resident.back());
+      std::fprintf(out, "  %5.0f s  RSS %.1f MB  descriptors %zu\n", now, resident.back(),
+                   openDescriptors());
       std::fflush(out);
     }
   });

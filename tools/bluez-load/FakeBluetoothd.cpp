@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 #include <time.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -118,11 +119,19 @@ FakeBluetoothd::FakeBluetoothd(LoadPlan plan) : plan_(std::move(plan)) {
 
 FakeBluetoothd::~FakeBluetoothd() { sd_bus_flush_close_unref(bus_); }
 
-std::uint32_t FakeBluetoothd::bindingAt(const LoadPlan& plan, std::uint64_t n, double seconds) {
-  const std::uint64_t slot = n % plan.identities;
-  // Slot s is born at s * lifetime / identities and replaced every lifetime.
-  const double offset = plan.identityLifetime * static_cast<double>(slot) / plan.identities;
-  const auto generation = static_cast<std::uint64_t>((seconds + offset) / plan.identityLifetime);
+double FakeBluetoothd::firstBirth(const LoadPlan& plan, std::uint32_t slot) {
+  return plan.identityLifetime * slot / plan.identities;
+}
+
+std::uint32_t FakeBluetoothd::slotAt(const LoadPlan& plan, std::uint64_t n, double seconds) {
+  const auto born =
+      static_cast<std::uint64_t>(seconds * plan.identities / plan.identityLifetime) + 1;
+  return static_cast<std::uint32_t>(n % std::min<std::uint64_t>(born, plan.identities));
+}
+
+std::uint32_t FakeBluetoothd::bindingOf(const LoadPlan& plan, std::uint32_t slot, double seconds) {
+  const double age = std::max(seconds - firstBirth(plan, slot), 0.0);
+  const auto generation = static_cast<std::uint64_t>(age / plan.identityLifetime);
   return static_cast<std::uint32_t>((generation * plan.identities + slot + 1) & 0xffffff);
 }
 
@@ -131,7 +140,8 @@ std::vector<std::uint8_t> FakeBluetoothd::frameFor(const Device& device, double 
     case Kind::iBeacon:
       return iBeaconFrame_;
     case Kind::custom: {
-      const std::uint32_t binding = bindingAt(plan_, customSent_++, seconds);
+      const std::uint32_t binding =
+          bindingOf(plan_, slotAt(plan_, customSent_++, seconds), seconds);
       std::vector<std::uint8_t> frame{0x03, static_cast<std::uint8_t>(binding >> 16),
                                       static_cast<std::uint8_t>(binding >> 8),
                                       static_cast<std::uint8_t>(binding)};

@@ -38,9 +38,9 @@ struct LoadReport {
 /// while discovery runs sends the devices' advertisements as
 /// PropertiesChanged(org.bluez.Device1, {ManufacturerData, RSSI}) at the
 /// planned rate. Custom-beacon devices list the service UUID; their frames
-/// cycle through `identities` binding identifiers, each replaced by a fresh
-/// one after `identityLifetime` seconds (births are staggered, so new
-/// identities arrive steadily).
+/// cycle through up to `identities` binding identifiers, each replaced by a
+/// fresh one after `identityLifetime` seconds (births are staggered, so new
+/// identities arrive steadily from the start).
 class FakeBluetoothd {
  public:
   /// Throws std::runtime_error when the bus or the name cannot be had.
@@ -52,8 +52,13 @@ class FakeBluetoothd {
   /// Runs until the planned time is over or `*stop` becomes true.
   LoadReport run(const volatile std::sig_atomic_t* stop);
 
-  /// The binding identifier custom advertisement `n` carries at `seconds` into the run.
-  static std::uint32_t bindingAt(const LoadPlan& plan, std::uint64_t n, double seconds);
+  /// Identity slot s first lives from firstBirth(s), so that identities keep
+  /// arriving from the start; every `identityLifetime` a fresh identity takes
+  /// its place. Custom advertisement `n` goes to slotAt(n), one of the slots
+  /// born by then, and carries the binding identifier bindingOf(slot).
+  static double firstBirth(const LoadPlan& plan, std::uint32_t slot);
+  static std::uint32_t slotAt(const LoadPlan& plan, std::uint64_t n, double seconds);
+  static std::uint32_t bindingOf(const LoadPlan& plan, std::uint32_t slot, double seconds);
 
  private:
   enum class Kind { iBeacon, custom, foreign };
