@@ -183,6 +183,10 @@ class CreativeServer {
     });
     server_.Post(R"(/.*device_events)",
                  [](const auto&, auto& reply) { reply.set_content("{}", "application/json"); });
+    // Enough workers, and idle keep-alive connections let go soon: a worker
+    // waiting on one leaves new connections queued.
+    server_.set_keep_alive_timeout(1);
+    server_.new_task_queue = [] { return new httplib::ThreadPool(64); };
     port_ = server_.bind_to_any_port("127.0.0.1");
     thread_ = std::thread([this] { server_.listen_after_bind(); });
   }
@@ -469,7 +473,9 @@ int runSoak(const fs::path& tool, const fs::path& directory, double minutes) {
   plan.rate = 2000;
   plan.seconds = minutes * 60;
   plan.identities = 10000;
-  plan.identityLifetime = 120;
+  // An identity lives as long as the deduplication window: each one must be
+  // fetched exactly once (heard again later, it would be a new sighting).
+  plan.identityLifetime = 30;
   plan.iBeaconShare = 0.1;
   plan.foreignShare = 0.1;
   const double warmUp = std::min(120.0, plan.seconds / 3);
