@@ -183,9 +183,10 @@ class CreativeServer {
     });
     server_.Post(R"(/.*device_events)",
                  [](const auto&, auto& reply) { reply.set_content("{}", "application/json"); });
-    // Enough workers, and idle keep-alive connections let go soon: a worker
-    // waiting on one leaves new connections queued.
-    server_.set_keep_alive_timeout(1);
+    // One request per connection, and enough workers: a worker waiting on an
+    // idle keep-alive connection leaves new connections queued, and the SDK
+    // opens a new connection for most requests.
+    server_.set_keep_alive_max_count(1);
     server_.new_task_queue = [] { return new httplib::ThreadPool(64); };
     port_ = server_.bind_to_any_port("127.0.0.1");
     thread_ = std::thread([this] { server_.listen_after_bind(); });
