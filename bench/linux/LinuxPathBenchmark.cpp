@@ -60,9 +60,12 @@ double residentMegabytes() {
   return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1048576.0;
 }
 
+/// Open descriptors, or 0 when none is left to count them with.
 std::size_t openDescriptors() {
-  return static_cast<std::size_t>(
-      std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
+  std::error_code error;
+  fs::directory_iterator entries("/proc/self/fd", error);
+  if (error) return 0;
+  return static_cast<std::size_t>(std::distance(entries, fs::directory_iterator()));
 }
 
 pid_t spawn(const std::vector<std::string>& argv, int stdoutFd) {
