@@ -14,6 +14,30 @@ constexpr const char* kManagerIface = "org.bluez.AdvertisementMonitorManager1";
 constexpr const char* kMonitorIface = "org.bluez.AdvertisementMonitor1";
 constexpr std::uint8_t kMeasuredPower = 0xc5;  // -59 dBm at one metre
 
+// As bluetoothd does when a discovery session ends: every device's RSSI is
+// invalidated, so a cached device reads as not heard until it advertises again.
+constexpr const char* kStopDiscovery = R"(
+self.props['org.bluez.Adapter1']['Discovering'] = False
+self.EmitSignal('org.freedesktop.DBus.Properties', 'PropertiesChanged', 'sa{sv}as',
+                ['org.bluez.Adapter1', {'Discovering': dbus.Boolean(False, variant_level=1)}, []])
+for path, device in list(objects.items()):
+    properties = device.props.get('org.bluez.Device1', {})
+    if path.startswith(self.path + '/') and 'RSSI' in properties:
+        del properties['RSSI']
+        device.EmitSignal('org.freedesktop.DBus.Properties', 'PropertiesChanged', 'sa{sv}as',
+                          ['org.bluez.Device1', {}, ['RSSI']])
+)";
+
+// An advertisement heard by the adapter: the device's properties change in
+// one PropertiesChanged signal, as bluetoothd sends them.
+constexpr const char* kTestIface = "org.lumora.Test";
+constexpr const char* kAdvertise = R"(
+device = objects[args[0]]
+device.props['org.bluez.Device1'].update(args[1])
+device.EmitSignal('org.freedesktop.DBus.Properties', 'PropertiesChanged', 'sa{sv}as',
+                  ['org.bluez.Device1', args[1], []])
+)";
+
 std::uint8_t hexDigit(char c) {
   if (c >= '0' && c <= '9') return static_cast<std::uint8_t>(c - '0');
   if (c >= 'a' && c <= 'f') return static_cast<std::uint8_t>(c - 'a' + 10);
@@ -62,6 +86,11 @@ MockBluez::~MockBluez() {
 
 void MockBluez::addAdapter() {
   bus_.call(kBluez, "/", "org.bluez.Mock", "AddAdapter", g_variant_new("(ss)", "hci0", "host"));
+  bus_.call(
+      kBluez, kAdapter, kMock, "AddMethod",
+      g_variant_new("(sssss)", "org.bluez.Adapter1", "StopDiscovery", "", "", kStopDiscovery));
+  bus_.call(kBluez, kAdapter, kMock, "AddMethod",
+            g_variant_new("(sssss)", kTestIface, "Advertise", "oa{sv}", "", kAdvertise));
 }
 
 void MockBluez::setPowered(bool powered) {
@@ -101,12 +130,24 @@ void MockBluez::setServiceUuids(const std::string& device, const std::vector<std
 }
 
 void MockBluez::advertise(const std::string& device, std::uint16_t companyId, const Bytes& value) {
-  GVariantBuilder builder;
-  g_variant_builder_init(&builder, G_VARIANT_TYPE("a{qv}"));
-  g_variant_builder_add(
-      &builder, "{qv}", companyId,
-      g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, value.data(), value.size(), 1));
-  setDeviceProperty(device, "ManufacturerData", g_variant_builder_end(&builder));
+  advertise(device, {{companyId, value}});
+}
+
+void MockBluez::advertise(const std::string& device, const ManufacturerData& entries,
+                          std::int16_t rssi) {
+  GVariantBuilder data;
+  g_variant_builder_init(&data, G_VARIANT_TYPE("a{qv}"));
+  for (const auto& [companyId, value] : entries) {
+    g_variant_builder_add(
+        &data, "{qv}", companyId,
+        g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, value.data(), value.size(), 1));
+  }
+  GVariantBuilder properties;
+  g_variant_builder_init(&properties, G_VARIANT_TYPE("a{sv}"));
+  g_variant_builder_add(&properties, "{sv}", "ManufacturerData", g_variant_builder_end(&data));
+  g_variant_builder_add(&properties, "{sv}", "RSSI", g_variant_new_int16(rssi));
+  bus_.call(kBluez, kAdapter, kTestIface, "Advertise",
+            g_variant_new("(o@a{sv})", device.c_str(), g_variant_builder_end(&properties)));
 }
 
 std::size_t MockBluez::adapterCalls(const std::string& method) {

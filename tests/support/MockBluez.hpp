@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/DbusMockHarness.hpp"
@@ -11,7 +12,9 @@
 namespace lumora::test {
 
 /// Drives python-dbusmock's bluez5 template on a DbusMockHarness: one adapter
-/// (hci0) and the devices whose advertisements a test puts on the air.
+/// (hci0) and the devices whose advertisements a test puts on the air. Like
+/// bluetoothd, the adapter invalidates every device's RSSI when a discovery
+/// ends, and an advertisement brings it back.
 ///
 ///   MockBluez bluez(bus);            // starts the template
 ///   bluez.addAdapter();
@@ -33,7 +36,11 @@ class MockBluez {
   /// Returns the device's object path.
   std::string addDevice(const std::string& address);
   void setServiceUuids(const std::string& device, const std::vector<std::string>& uuids);
-  /// Sets ManufacturerData to one entry; BlueZ keys it by company identifier.
+  /// An advertisement heard: ManufacturerData (keyed by company identifier)
+  /// and RSSI change in one PropertiesChanged signal.
+  using ManufacturerData = std::vector<std::pair<std::uint16_t, Bytes>>;
+  void advertise(const std::string& device, const ManufacturerData& entries,
+                 std::int16_t rssi = -60);
   void advertise(const std::string& device, std::uint16_t companyId, const Bytes& value);
   /// How many times the adapter saw this method called.
   std::size_t adapterCalls(const std::string& method);

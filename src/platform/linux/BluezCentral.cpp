@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "core/util/LumoraLogger.hpp"
-#include "platform/linux/DbusValues.hpp"
 
 namespace lumora::platform {
 namespace {
@@ -30,24 +29,35 @@ bool isAccessError(const DbusError& error) {
          error.name == "org.freedesktop.DBus.Error.AccessDenied";
 }
 
-/// Looks up `key` in an a{sv} dictionary; the caller owns the result.
-GVariant* lookup(GVariant* dictionary, const char* key) {
-  return g_variant_lookup_value(dictionary, key, nullptr);
+/// Match rules for BlueZ's signals, as narrow as the daemon lets them be.
+std::string signalRule(const char* iface, const char* member, const std::string& pathRule) {
+  return std::string("type='signal',sender='org.bluez',interface='") + iface + "',member='" +
+         member + "'," + pathRule;
 }
 
-bool poweredIn(GVariant* properties) {
-  gboolean powered = FALSE;
-  return g_variant_lookup(properties, "Powered", "b", &powered) && powered;
+std::string objectTreeRule(const char* member) {
+  return signalRule(kObjectManager, member, "path='/'");
 }
 
-/// A manager without SupportedMonitorTypes is taken at its word; one that
-/// lists its types must list "or_patterns".
-bool supportsOrPatterns(GVariant* managerProperties) {
-  GVariant* types = lookup(managerProperties, "SupportedMonitorTypes");
-  if (types == nullptr) return true;
-  const auto list = stringList(types);
-  g_variant_unref(types);
-  return std::find(list.begin(), list.end(), "or_patterns") != list.end();
+std::string propertiesRule(const char* iface, const std::string& pathNamespace) {
+  return signalRule(kProperties, "PropertiesChanged",
+                    std::string("arg0='") + iface + "',path_namespace='" + pathNamespace + "'");
+}
+
+std::optional<DbusError> errorOf(sd_bus_message* reply) {
+  if (!sd_bus_message_is_method_error(reply, nullptr)) return std::nullopt;
+  const sd_bus_error* error = sd_bus_message_get_error(reply);
+  DbusError result;
+  result.name = error && error->name ? error->name : "";
+  result.message = error && error->message ? error->message : "";
+  return result;
+}
+
+std::vector<std::string> uuidTexts(const std::vector<Uuid>& uuids) {
+  std::vector<std::string> texts;
+  texts.reserve(uuids.size());
+  for (const auto& uuid : uuids) texts.push_back(uuid.text());
+  return texts;
 }
 
 /// iBeacon frames: manufacturer-specific data (AD type 0xFF) starting with
@@ -92,7 +102,9 @@ BluezCentral::~BluezCentral() {
 void BluezCentral::connect() {
   std::string failure;
   bus_ = DbusClient::connect(G_BUS_TYPE_SYSTEM, options_.busAddress, &failure);
-  if (!bus_) {
+  if (bus_) signals_ = BluezBus::connect(options_.busAddress, &failure);
+  if (!bus_ || !signals_) {
+    bus_.reset();
     busUnavailable_ = true;
     updateState();
     return;
@@ -104,20 +116,32 @@ void BluezCentral::connect() {
   });
 }
 
+BluezBus::Handler BluezCentral::objectHandler(ObjectReader read,
+                                              void (BluezCentral::*handle)(BluezObject&)) {
+  return [weak = weak_from_this(), read, handle](sd_bus_message* message) {
+    auto self = weak.lock();
+    if (!self) return;
+    if (auto object = read(message)) ((*self).*handle)(*object);
+  };
+}
+
 void BluezCentral::subscribeSignals() {
-  std::weak_ptr<BluezCentral> weak = weak_from_this();
-  bus_->subscribe(kBluez, kObjectManager, "InterfacesAdded", "",
-                  [weak](const std::string&, const std::string&, GVariant* parameters) {
-                    if (auto self = weak.lock()) self->onInterfacesAdded(parameters);
-                  });
-  bus_->subscribe(kBluez, kObjectManager, "InterfacesRemoved", "",
-                  [weak](const std::string&, const std::string&, GVariant* parameters) {
-                    if (auto self = weak.lock()) self->onInterfacesRemoved(parameters);
-                  });
-  bus_->subscribe(kBluez, kProperties, "PropertiesChanged", "",
-                  [weak](const std::string& path, const std::string&, GVariant* parameters) {
-                    if (auto self = weak.lock()) self->onPropertiesChanged(path, parameters);
-                  });
+  treeMatches_.push_back(
+      signals_->match(objectTreeRule("InterfacesAdded"),
+                      objectHandler(readInterfacesAdded, &BluezCentral::onInterfacesAdded)));
+  treeMatches_.push_back(
+      signals_->match(objectTreeRule("InterfacesRemoved"),
+                      objectHandler(readInterfacesRemoved, &BluezCentral::onInterfacesRemoved)));
+  treeMatches_.push_back(
+      signals_->match(propertiesRule(kAdapterIface, "/org/bluez"),
+                      objectHandler(readPropertiesChanged, &BluezCentral::onPropertiesChanged)));
+}
+
+void BluezCentral::watchDevices() {
+  // Advertisements: only the devices of the adapter in use.
+  deviceMatch_ =
+      signals_->match(propertiesRule(kDeviceIface, adapter_->path),
+                      objectHandler(readPropertiesChanged, &BluezCentral::onPropertiesChanged));
 }
 
 void BluezCentral::setDelegate(std::weak_ptr<BleCentralDelegate> delegate) {
@@ -134,7 +158,12 @@ void BluezCentral::scanForPeripherals(const std::vector<std::string>& serviceUui
                                       bool allowDuplicates) {
   scanRequested_ = true;
   services_.clear();
-  for (const auto& uuid : serviceUuids) services_.push_back(upperCased(uuid));
+  serviceFilter_.clear();
+  for (const auto& text : serviceUuids) {
+    const auto uuid = Uuid::parse(text);
+    if (uuid) services_.push_back(*uuid);
+    serviceFilter_.push_back(uuid ? uuid->text() : text);
+  }
   allowDuplicates_ = allowDuplicates;
   reportedOnce_.clear();
   reconfigureDiscovery();
@@ -169,121 +198,77 @@ void BluezCentral::onOwnerChanged(bool owned) {
 }
 
 void BluezCentral::loadManagedObjects(bool reportDevices) {
-  std::weak_ptr<BluezCentral> weak = weak_from_this();
-  bus_->call(kBluez, "/", kObjectManager, "GetManagedObjects", nullptr, options_.callTimeoutMs,
-             [weak, reportDevices, generation = ownerGeneration_](
-                 GVariant* result, const std::optional<DbusError>& error) {
-               auto self = weak.lock();
-               if (!self || generation != self->ownerGeneration_) return;
-               self->objectsLoaded_ = true;
-               if (error) {
-                 self->denied_ = isAccessError(*error);
-               } else {
-                 GVariant* objects = g_variant_get_child_value(result, 0);
-                 self->onManagedObjects(objects, reportDevices);
-                 g_variant_unref(objects);
-               }
-               self->updateState();
-             });
+  signals_->call(kBluez, "/", kObjectManager, "GetManagedObjects", nullptr, options_.callTimeoutMs,
+                 [weak = weak_from_this(), reportDevices,
+                  generation = ownerGeneration_](sd_bus_message* reply) {
+                   auto self = weak.lock();
+                   if (!self || generation != self->ownerGeneration_) return;
+                   self->objectsLoaded_ = true;
+                   if (const auto error = errorOf(reply)) {
+                     self->denied_ = isAccessError(*error);
+                   } else if (auto objects = readManagedObjects(reply)) {
+                     for (auto& object : *objects) self->onObject(object, reportDevices);
+                   }
+                   self->updateState();
+                 });
 }
 
-void BluezCentral::onManagedObjects(GVariant* objects, bool reportDevices) {
-  GVariantIter iter;
-  const gchar* path = nullptr;
-  GVariant* interfaces = nullptr;
-  g_variant_iter_init(&iter, objects);
-  while (g_variant_iter_next(&iter, "{&o@a{sa{sv}}}", &path, &interfaces)) {
-    onObject(path, interfaces, reportDevices);
-    g_variant_unref(interfaces);
-  }
-}
-
-void BluezCentral::onInterfacesAdded(GVariant* parameters) {
-  if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(oa{sa{sv}})"))) return;
-  const gchar* path = nullptr;
-  GVariant* interfaces = nullptr;
-  g_variant_get(parameters, "(&o@a{sa{sv}})", &path, &interfaces);
-  onObject(path, interfaces, true);
-  g_variant_unref(interfaces);
+void BluezCentral::onInterfacesAdded(BluezObject& object) {
+  onObject(object, true);
   updateState();
 }
 
-void BluezCentral::onObject(const std::string& path, GVariant* interfaces, bool reportDevices) {
-  GVariant* adapter = lookup(interfaces, kAdapterIface);
-  GVariant* manager = lookup(interfaces, kMonitorManagerIface);
-  if (adapter && !adapter_) {
-    adapter_ = Adapter{path, poweredIn(adapter), manager && supportsOrPatterns(manager)};
+void BluezCentral::onObject(BluezObject& object, bool reportDevices) {
+  if (object.adapter && !adapter_) {
+    adapter_ = Adapter{object.path, object.adapter->powered.value_or(false),
+                       object.monitorManager.value_or(false)};
+    watchDevices();
     reconfigureDiscovery();  // resumes what was requested on the new adapter
-  } else if (manager && adapter_ && adapter_->path == path &&
-             adapter_->monitorManager != supportsOrPatterns(manager)) {
-    adapter_->monitorManager = !adapter_->monitorManager;
+  } else if (object.monitorManager && adapter_ && adapter_->path == object.path &&
+             adapter_->monitorManager != *object.monitorManager) {
+    adapter_->monitorManager = *object.monitorManager;
     reconfigureDiscovery();
   }
-  if (adapter) g_variant_unref(adapter);
-  if (manager) g_variant_unref(manager);
-  if (GVariant* device = lookup(interfaces, kDeviceIface)) {
-    onDeviceProperties(path, device, reportDevices);
-    g_variant_unref(device);
-  }
+  if (object.device) onDeviceProperties(object.path, *object.device, reportDevices);
 }
 
-void BluezCentral::onInterfacesRemoved(GVariant* parameters) {
-  if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(oas)"))) return;
-  const gchar* path = nullptr;
-  GVariant* interfaces = nullptr;
-  g_variant_get(parameters, "(&o@as)", &path, &interfaces);
-  const auto removed = stringList(interfaces);
-  g_variant_unref(interfaces);
-  const auto has = [&](const char* iface) {
-    return std::find(removed.begin(), removed.end(), iface) != removed.end();
-  };
-  if (has(kDeviceIface)) {
-    devices_.erase(path);
-    foundDevices_.erase(path);
+void BluezCentral::onInterfacesRemoved(BluezObject& object) {
+  if (object.device) {
+    devices_.erase(object.path);
+    foundDevices_.erase(object.path);
   }
-  const bool ours = adapter_ && adapter_->path == path;
-  if (ours && has(kAdapterIface)) {
+  const bool ours = adapter_ && adapter_->path == object.path;
+  if (ours && object.adapter) {
     forgetAdapter();
     loadManagedObjects(false);  // another adapter may take over
-  } else if (ours && has(kMonitorManagerIface)) {
+  } else if (ours && object.monitorManager) {
     adapter_->monitorManager = false;
     fallBackToDiscovery("The adapter no longer offers advertisement monitors");
   }
   updateState();
 }
 
-void BluezCentral::onPropertiesChanged(const std::string& path, GVariant* parameters) {
-  if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(sa{sv}as)"))) return;
-  const gchar* iface = nullptr;
-  GVariant* changed = nullptr;
-  GVariant* invalidated = nullptr;
-  g_variant_get(parameters, "(&s@a{sv}@as)", &iface, &changed, &invalidated);
-  const std::string interfaceName = iface;
-  if (interfaceName == kAdapterIface && adapter_ && adapter_->path == path) {
-    onAdapterProperties(changed);
-  } else if (interfaceName == kDeviceIface) {
-    auto device = devices_.find(path);
-    if (device != devices_.end() && g_variant_n_children(invalidated) > 0) {
+void BluezCentral::onPropertiesChanged(BluezObject& object) {
+  if (object.adapter && adapter_ && adapter_->path == object.path) {
+    onAdapterProperties(*object.adapter);
+  } else if (object.device) {
+    auto device = devices_.find(object.path);
+    if (device != devices_.end()) {
       // BlueZ invalidates advertisement fields that expired; keep the rest.
-      for (const auto& name : stringList(invalidated)) {
-        if (name == "ManufacturerData") device->second.manufacturerData.reset();
+      for (const auto& name : object.invalidated) {
+        if (name == "ManufacturerData") device->second.manufacturerData.clear();
         if (name == "RSSI") device->second.rssi.reset();
       }
     }
-    onDeviceProperties(path, changed, true);
+    onDeviceProperties(object.path, *object.device, true);
   }
-  g_variant_unref(changed);
-  g_variant_unref(invalidated);
   updateState();
 }
 
-void BluezCentral::onAdapterProperties(GVariant* properties) {
-  GVariant* powered = lookup(properties, "Powered");
-  if (powered == nullptr) return;
+void BluezCentral::onAdapterProperties(const BluezObject::Adapter& properties) {
+  if (!properties.powered) return;
   const bool wasPowered = adapter_->powered;
-  adapter_->powered =
-      g_variant_is_of_type(powered, G_VARIANT_TYPE_BOOLEAN) && g_variant_get_boolean(powered);
-  g_variant_unref(powered);
+  adapter_->powered = *properties.powered;
   if (adapter_->powered == wasPowered) return;
   if (adapter_->powered) {
     startDiscovery();  // resumes a requested scan
@@ -292,32 +277,21 @@ void BluezCentral::onAdapterProperties(GVariant* properties) {
   }
 }
 
-void BluezCentral::onDeviceProperties(const std::string& path, GVariant* properties, bool report) {
+void BluezCentral::onDeviceProperties(const std::string& path, BluezDeviceProperties& properties,
+                                      bool report) {
   Device& device = devices_[path];
-  bool advertised = false;
-  GVariantIter iter;
-  const gchar* key = nullptr;
-  GVariant* value = nullptr;
-  g_variant_iter_init(&iter, properties);
-  while (g_variant_iter_next(&iter, "{&sv}", &key, &value)) {
-    const std::string name = key;
-    if (name == "Address" && g_variant_is_of_type(value, G_VARIANT_TYPE_STRING)) {
-      device.address = g_variant_get_string(value, nullptr);
-    } else if (name == "ManufacturerData") {
-      device.manufacturerData = manufacturerDataBytes(value);
-      advertised = true;
-    } else if (name == "UUIDs") {
-      device.serviceUuids = uuidList(value);
-      advertised = true;
-    } else if (name == "ServiceData") {
-      device.serviceDataUuids = uuidKeys(value);
-      advertised = true;
-    } else if (name == "RSSI" && g_variant_is_of_type(value, G_VARIANT_TYPE_INT16)) {
-      device.rssi = g_variant_get_int16(value);
-      advertised = true;
-    }
-    g_variant_unref(value);
+  if (properties.address) device.address = std::move(*properties.address);
+  if (properties.manufacturerData)
+    device.manufacturerData = std::move(*properties.manufacturerData);
+  if (properties.uuids) {
+    device.serviceUuidTexts = uuidTexts(*properties.uuids);
+    device.serviceUuids = std::move(*properties.uuids);
   }
+  if (properties.serviceDataUuids)
+    device.serviceDataUuids = std::move(*properties.serviceDataUuids);
+  if (properties.rssi) device.rssi = *properties.rssi;
+  const bool advertised = properties.manufacturerData || properties.uuids ||
+                          properties.serviceDataUuids || properties.rssi;
   // Without an RSSI a cached device is not being heard, unless the monitor holds it found.
   const bool heard = device.rssi || foundDevices_.count(path) > 0;
   if (report && advertised && heard) this->report(path, device);
@@ -327,6 +301,7 @@ void BluezCentral::forgetAdapter() {
   dropMonitorApplication(false);  // its registration went with the adapter or bluetoothd
   monitorRefused_ = false;        // a new one may accept it
   adapter_.reset();
+  deviceMatch_.reset();
   devices_.clear();
   discovering_ = false;
 }
@@ -418,17 +393,15 @@ void BluezCentral::onMonitorDeviceFound(const std::string& path) {
   if (!monitorApplication_) return;
   foundDevices_.insert(path);
   updateRefreshTimer();
-  std::weak_ptr<BluezCentral> weak = weak_from_this();
-  bus_->call(kBluez, path, kProperties, "GetAll", g_variant_new("(s)", kDeviceIface),
-             options_.callTimeoutMs,
-             [weak, path, generation = ownerGeneration_](GVariant* result,
-                                                         const std::optional<DbusError>& error) {
-               auto self = weak.lock();
-               if (!self || error || generation != self->ownerGeneration_) return;
-               GVariant* properties = g_variant_get_child_value(result, 0);
-               self->onDeviceProperties(path, properties, true);
-               g_variant_unref(properties);
-             });
+  signals_->call(
+      kBluez, path, kProperties, "GetAll", kDeviceIface, options_.callTimeoutMs,
+      [weak = weak_from_this(), path, generation = ownerGeneration_](sd_bus_message* reply) {
+        auto self = weak.lock();
+        if (!self || generation != self->ownerGeneration_) return;
+        if (auto properties = readDeviceProperties(reply)) {
+          self->onDeviceProperties(path, *properties, true);
+        }
+      });
 }
 
 void BluezCentral::onMonitorDeviceLost(const std::string& path) {
@@ -453,7 +426,8 @@ void BluezCentral::onRefreshTick() {
   if (!monitoringDemanded_ || !monitor_) return;
   for (const auto& path : foundDevices_) {
     auto device = devices_.find(path);
-    if (device != devices_.end()) postToMonitor(advertisementOf(device->second));
+    if (device == devices_.end()) continue;
+    for (const auto& advertisement : advertisementsOf(device->second)) postToMonitor(advertisement);
   }
 }
 
@@ -500,22 +474,22 @@ void BluezCentral::startDiscovery() {
   // A monitor fed by discovery needs every advertisement, so it widens the
   // filter to all services; the scan's services are then checked in report().
   const std::vector<std::string> noServices;
-  bus_->call(kBluez, adapterPath, kAdapterIface, "SetDiscoveryFilter",
-             discoveryFilter(monitorByDiscovery() ? noServices : services_, duplicatesWanted()),
-             options_.callTimeoutMs,
-             [weak, isCurrent, adapterPath](GVariant*, const std::optional<DbusError>& error) {
-               auto self = weak.lock();
-               if (!self || !isCurrent(*self)) return;
-               // A BlueZ that rejects part of the filter still scans; only a refusal stops us.
-               if (error && isAccessError(*error)) return self->onDiscoveryError(*error);
-               self->bus_->call(
-                   kBluez, adapterPath, kAdapterIface, "StartDiscovery", nullptr,
-                   self->options_.callTimeoutMs,
-                   [weak, isCurrent](GVariant*, const std::optional<DbusError>& error) {
-                     auto self = weak.lock();
-                     if (self) self->onDiscoveryStarted(isCurrent(*self), error);
-                   });
-             });
+  bus_->call(
+      kBluez, adapterPath, kAdapterIface, "SetDiscoveryFilter",
+      discoveryFilter(monitorByDiscovery() ? noServices : serviceFilter_, duplicatesWanted()),
+      options_.callTimeoutMs,
+      [weak, isCurrent, adapterPath](GVariant*, const std::optional<DbusError>& error) {
+        auto self = weak.lock();
+        if (!self || !isCurrent(*self)) return;
+        // A BlueZ that rejects part of the filter still scans; only a refusal stops us.
+        if (error && isAccessError(*error)) return self->onDiscoveryError(*error);
+        self->bus_->call(kBluez, adapterPath, kAdapterIface, "StartDiscovery", nullptr,
+                         self->options_.callTimeoutMs,
+                         [weak, isCurrent](GVariant*, const std::optional<DbusError>& error) {
+                           auto self = weak.lock();
+                           if (self) self->onDiscoveryStarted(isCurrent(*self), error);
+                         });
+      });
 }
 
 void BluezCentral::onDiscoveryStarted(bool current, const std::optional<DbusError>& error) {
@@ -570,8 +544,8 @@ void BluezCentral::onDiscoveryError(const DbusError& error) {
 // --- Reporting -----------------------------------------------------------------
 
 bool BluezCentral::passesFilter(const Device& device) const {
-  if (services_.empty()) return true;
-  const auto advertises = [&](const std::string& uuid) {
+  if (serviceFilter_.empty()) return true;
+  const auto advertises = [&](const Uuid& uuid) {
     return std::find(device.serviceUuids.begin(), device.serviceUuids.end(), uuid) !=
                device.serviceUuids.end() ||
            std::find(device.serviceDataUuids.begin(), device.serviceDataUuids.end(), uuid) !=
@@ -590,13 +564,18 @@ bool BluezCentral::monitorHears(const std::string& path) const {
   return monitorByDiscovery() || foundDevices_.count(path) > 0;
 }
 
-AdvertisementData BluezCentral::advertisementOf(const Device& device) {
+std::vector<AdvertisementData> BluezCentral::advertisementsOf(const Device& device) {
   AdvertisementData advertisement;
   advertisement.peripheralId = device.address;
-  advertisement.manufacturerData = device.manufacturerData;
-  advertisement.serviceUuids = device.serviceUuids;
+  advertisement.serviceUuids = device.serviceUuidTexts;
   advertisement.rssi = device.rssi.value_or(0);
-  return advertisement;
+  if (device.manufacturerData.empty()) return {advertisement};
+  // One advertisement per company: each entry reaches the parser on its own.
+  std::vector<AdvertisementData> advertisements(device.manufacturerData.size(), advertisement);
+  for (std::size_t i = 0; i < advertisements.size(); ++i) {
+    advertisements[i].manufacturerData = device.manufacturerData[i];
+  }
+  return advertisements;
 }
 
 void BluezCentral::postToMonitor(const AdvertisementData& advertisement) {
@@ -610,12 +589,13 @@ void BluezCentral::report(const std::string& path, const Device& device) {
   const bool toMonitor = monitorHears(path);
   const bool toScan = reportsToScan(device);
   if (!toMonitor && !toScan) return;
-  AdvertisementData advertisement = advertisementOf(device);
-  if (toMonitor) postToMonitor(advertisement);
-  if (toScan) {
-    mainQueue_->post([delegate = delegate_, advertisement = std::move(advertisement)] {
-      if (auto target = delegate.lock()) target->centralDidDiscover(advertisement);
-    });
+  for (auto& advertisement : advertisementsOf(device)) {
+    if (toMonitor) postToMonitor(advertisement);
+    if (toScan) {
+      mainQueue_->post([delegate = delegate_, advertisement = std::move(advertisement)] {
+        if (auto target = delegate.lock()) target->centralDidDiscover(advertisement);
+      });
+    }
   }
 }
 

@@ -9,9 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "core/util/Uuid.hpp"
 #include "platform/BleCentral.hpp"
 #include "platform/MainQueue.hpp"
 #include "platform/linux/BluezAdvertisementMonitor.hpp"
+#include "platform/linux/BluezBus.hpp"
+#include "platform/linux/BluezProperties.hpp"
 #include "platform/linux/DbusClient.hpp"
 
 namespace lumora::platform {
@@ -31,12 +34,16 @@ namespace lumora::platform {
 /// StartDiscovery. Advertisements come from InterfacesAdded and
 /// PropertiesChanged of org.bluez.Device1, and from GetManagedObjects when a
 /// scan starts (devices with an RSSI, that is seen by the current discovery).
-/// Service UUIDs are checked here too, since another client's filter can widen
-/// what BlueZ reports. When the adapter powers on again or bluetoothd gets a
-/// new owner, a requested scan resumes by itself. With duplicates allowed the
-/// discovery is restarted every `discoveryRestartSeconds`, because the
-/// controller's duplicate filter otherwise passes an unchanged advertisement
-/// only about once per discovery session.
+/// Those signals and GetManagedObjects travel on an sd-bus connection
+/// (BluezBus), subscribed with narrow match rules; method calls and the
+/// advertisement monitor's objects use GDBus (DbusClient). Service UUIDs are
+/// compared as UUIDs, and checked here too, since another client's filter can
+/// widen what BlueZ reports. A device whose ManufacturerData holds several
+/// companies is reported once per entry, so that each reaches the parser. When the adapter powers
+/// on again or bluetoothd gets a new owner, a requested scan resumes by itself. With duplicates
+/// allowed the discovery is restarted every `discoveryRestartSeconds`, because the controller's
+/// duplicate filter otherwise passes an unchanged advertisement only about once per discovery
+/// session.
 ///
 /// A second, independent consumer, the advertisement monitor, receives the
 /// advertisements iBeacon region monitoring is built on while monitoring is
@@ -95,9 +102,10 @@ class BluezCentral : public BleCentral, public std::enable_shared_from_this<Blue
  private:
   struct Device {
     std::string address;
-    std::optional<std::vector<std::uint8_t>> manufacturerData;
-    std::vector<std::string> serviceUuids;      // UUIDs property
-    std::vector<std::string> serviceDataUuids;  // keys of ServiceData
+    std::vector<BluezDeviceProperties::Bytes> manufacturerData;  // one entry per company
+    std::vector<Uuid> serviceUuids;                              // UUIDs property
+    std::vector<std::string> serviceUuidTexts;                   // the same, canonical text
+    std::vector<Uuid> serviceDataUuids;                          // keys of ServiceData
     std::optional<std::int64_t> rssi;
   };
   struct Adapter {
@@ -107,18 +115,21 @@ class BluezCentral : public BleCentral, public std::enable_shared_from_this<Blue
   };
 
   BluezCentral(std::shared_ptr<MainQueue> mainQueue, Options options);
+  using ObjectReader = std::optional<BluezObject> (*)(sd_bus_message*);
+
   void connect();
+  BluezBus::Handler objectHandler(ObjectReader read, void (BluezCentral::*handle)(BluezObject&));
   void subscribeSignals();
+  void watchDevices();
 
   void onOwnerChanged(bool owned);
   void loadManagedObjects(bool reportDevices);
-  void onManagedObjects(GVariant* objects, bool reportDevices);
-  void onInterfacesAdded(GVariant* parameters);
-  void onInterfacesRemoved(GVariant* parameters);
-  void onPropertiesChanged(const std::string& path, GVariant* parameters);
-  void onObject(const std::string& path, GVariant* interfaces, bool reportDevices);
-  void onAdapterProperties(GVariant* properties);
-  void onDeviceProperties(const std::string& path, GVariant* properties, bool report);
+  void onInterfacesAdded(BluezObject& object);
+  void onInterfacesRemoved(BluezObject& object);
+  void onPropertiesChanged(BluezObject& object);
+  void onObject(BluezObject& object, bool reportDevices);
+  void onAdapterProperties(const BluezObject::Adapter& properties);
+  void onDeviceProperties(const std::string& path, BluezDeviceProperties& properties, bool report);
   void forgetAdapter();
 
   /// Registers or unregisters the advertisement monitor application as the
@@ -153,7 +164,7 @@ class BluezCentral : public BleCentral, public std::enable_shared_from_this<Blue
   void report(const std::string& path, const Device& device);
   bool monitorHears(const std::string& path) const;
   bool reportsToScan(const Device& device);
-  static AdvertisementData advertisementOf(const Device& device);
+  static std::vector<AdvertisementData> advertisementsOf(const Device& device);
   void postToMonitor(const AdvertisementData& advertisement);
   bool passesFilter(const Device& device) const;
   void updateState();
@@ -162,6 +173,9 @@ class BluezCentral : public BleCentral, public std::enable_shared_from_this<Blue
   const std::shared_ptr<MainQueue> mainQueue_;
   const Options options_;
   std::unique_ptr<DbusClient> bus_;
+  std::unique_ptr<BluezBus> signals_;  // BlueZ's signals and object tree
+  std::vector<std::unique_ptr<BluezBus::Match>> treeMatches_;
+  std::unique_ptr<BluezBus::Match> deviceMatch_;  // the current adapter's devices
   std::weak_ptr<BleCentralDelegate> delegate_;
   std::int64_t state_ = 0;
 
@@ -175,8 +189,9 @@ class BluezCentral : public BleCentral, public std::enable_shared_from_this<Blue
 
   bool scanRequested_ = false;
   bool discovering_ = false;
-  std::uint64_t scanGeneration_ = 0;   // bumps on every discovery change; stale replies are dropped
-  std::vector<std::string> services_;  // upper-case
+  std::uint64_t scanGeneration_ = 0;  // bumps on every discovery change; stale replies are dropped
+  std::vector<Uuid> services_;
+  std::vector<std::string> serviceFilter_;  // as sent to BlueZ
   bool allowDuplicates_ = false;
   std::set<std::string> reportedOnce_;  // without duplicates: peripherals already reported
   AdvertisementMonitor monitor_;

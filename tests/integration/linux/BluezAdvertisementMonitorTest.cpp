@@ -69,7 +69,7 @@ TEST_F(BluezAdvertisementMonitorTest, DemandRegistersAnIBeaconMonitorThatFeedsFo
   // has not reported found does not reach the monitor.
   const auto beacon = bluez->addDevice(kBeaconAddress);
   const auto first = MockBluez::iBeaconFrame(kIBeaconUuid, 1, 2);
-  bluez->advertise(beacon, 0x004c, first);
+  bluez->advertise(beacon, {{0x004c, first}}, -67);
   settle();
   EXPECT_EQ(bluez->adapterCalls("StartDiscovery"), 0u);
   EXPECT_EQ(bluez->adapterCalls("StopDiscovery"), 0u);
@@ -77,7 +77,7 @@ TEST_F(BluezAdvertisementMonitorTest, DemandRegistersAnIBeaconMonitorThatFeedsFo
 
   bluez->monitorDeviceFound(monitors[0].path, beacon);
   ASSERT_TRUE(until([&] { return heardWith(withAppleCompanyId(first)) > 0; }));
-  EXPECT_EQ(heard.back().rssi, -79);
+  EXPECT_EQ(heard.back().rssi, -67);
   const auto second = MockBluez::iBeaconFrame(kIBeaconUuid, 1, 3);
   bluez->advertise(beacon, 0x004c, second);
   ASSERT_TRUE(until([&] { return heardWith(withAppleCompanyId(second)) > 0; }));

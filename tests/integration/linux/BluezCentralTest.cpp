@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <memory>
+#include <set>
 
 #include "platform/linux/BluezCentral.hpp"
 #include "platform/linux/GLibMainQueue.hpp"
+#include "support/BluezCentralWorld.hpp"
 #include "support/DbusMockHarness.hpp"
 
 namespace lumora::platform {
@@ -267,6 +269,96 @@ TEST_F(BluezCentralTest, DiscoveryIsRestartedPeriodicallyWhileScanningAndNotAfte
   queue->scheduleTimer(0.3, false, [&](Timer&) { waited = true; });
   ASSERT_TRUE(until([&] { return waited; }));
   EXPECT_EQ(adapterCalls("StartDiscovery"), starts);
+}
+
+// The central against a test double that behaves like bluetoothd (MockBluez).
+class BluezCentralSightingTest : public test::BluezCentralWorld {
+ protected:
+  void scan(const std::string& service, double restartSeconds = 60) {
+    BluezCentral::Options options;
+    options.discoveryRestartSeconds = restartSeconds;
+    makeCentral(options, delegate);
+    central->scanForPeripherals({service}, true);
+    ASSERT_TRUE(until([&] { return bluez->adapterCalls("StartDiscovery") >= 1; }));
+  }
+  std::string beaconAdvertising(const std::string& uuid) {
+    const auto device = bluez->addDevice("AA:BB:CC:DD:EE:30");
+    bluez->setServiceUuids(device, {uuid});
+    return device;
+  }
+  std::size_t manufacturerDataSeen() const {
+    return static_cast<std::size_t>(
+        std::count_if(delegate->advertisements.begin(), delegate->advertisements.end(),
+                      [](const AdvertisementData& ad) { return ad.manufacturerData.has_value(); }));
+  }
+
+  std::shared_ptr<RecordingDelegate> delegate = std::make_shared<RecordingDelegate>();
+};
+
+TEST_F(BluezCentralSightingTest, EveryManufacturerEntryReachesTheDelegateInEitherOrder) {
+  scan(kService);
+  const Bytes iBeacon = test::MockBluez::iBeaconFrame("E2C56DB5-DFFB-48D2-B060-D0F5A71096E0", 1, 2);
+  const Bytes custom{0x03, 0, 0, 7};
+  const auto device = beaconAdvertising(kService);
+  for (const auto& entries :
+       {test::MockBluez::ManufacturerData{{0x004c, iBeacon}, {0x1234, custom}},
+        test::MockBluez::ManufacturerData{{0x1234, custom}, {0x004c, iBeacon}}}) {
+    delegate->advertisements.clear();
+    bluez->advertise(device, entries);
+    ASSERT_TRUE(until([&] { return manufacturerDataSeen() >= 2; }));
+    std::set<Bytes> seen;  // a scan start may report the device a second time
+    for (const auto& ad : delegate->advertisements) {
+      if (ad.manufacturerData) seen.insert(*ad.manufacturerData);
+    }
+    Bytes expectedIBeacon{0x4c, 0x00};
+    expectedIBeacon.insert(expectedIBeacon.end(), iBeacon.begin(), iBeacon.end());
+    Bytes expectedCustom{0x34, 0x12};
+    expectedCustom.insert(expectedCustom.end(), custom.begin(), custom.end());
+    EXPECT_EQ(seen, (std::set<Bytes>{expectedIBeacon, expectedCustom}));
+  }
+}
+
+TEST_F(BluezCentralSightingTest, ServiceUuidsAreComparedAsUuidsWhateverTheirCase) {
+  struct Case {
+    const char* scanned;
+    const char* advertised;
+    bool reported;
+  };
+  scan(kService);
+  int round = 0;
+  for (const Case& c : {Case{kService, kServiceUpper, true}, Case{kServiceUpper, kService, true},
+                        Case{kServiceUpper, "0000feab-0000-1000-8000-00805f9b34fb", false}}) {
+    SCOPED_TRACE(std::string(c.scanned) + " / " + c.advertised);
+    const std::string address = "AA:BB:CC:DD:EE:4" + std::to_string(round);
+    const std::string marker = "AA:BB:CC:DD:EE:5" + std::to_string(round++);
+    central->scanForPeripherals({c.scanned}, true);
+    ASSERT_TRUE(until([&] { return bluez->lastDiscoveryFilter().uuids.size() == 1; }));
+    EXPECT_EQ(bluez->lastDiscoveryFilter().uuids, std::vector<std::string>{kServiceUpper});
+    const auto device = bluez->addDevice(address);
+    bluez->setServiceUuids(device, {c.advertised});
+    bluez->advertise(device, 0x1234, {0x03});
+    // A device that always passes tells when the first one's turn is over.
+    const auto always = bluez->addDevice(marker);
+    bluez->setServiceUuids(always, {kService});
+    bluez->advertise(always, 0x1234, {0x04});
+    ASSERT_TRUE(until([&] { return !delegate->from(marker).empty(); }));
+    EXPECT_EQ(!delegate->from(address).empty(), c.reported);
+  }
+}
+
+TEST_F(BluezCentralSightingTest, CachedDevicesAreNotFreshSightingsAtADiscoveryRestart) {
+  scan(kService, 0.05);
+  const auto device = beaconAdvertising(kService);
+  bluez->advertise(device, 0x1234, {0x03});
+  ASSERT_TRUE(until([&] { return manufacturerDataSeen() >= 1; }));
+  settle();  // a scan start racing the advertisement may report it once more
+  const auto sightings = manufacturerDataSeen();
+  const auto starts = bluez->adapterCalls("StartDiscovery");
+  ASSERT_TRUE(until([&] { return bluez->adapterCalls("StartDiscovery") >= starts + 3; }));
+  settle();
+  EXPECT_EQ(manufacturerDataSeen(), sightings);  // silent since: never reported again
+  bluez->advertise(device, 0x1234, {0x03});
+  EXPECT_TRUE(until([&] { return manufacturerDataSeen() > sightings; }));
 }
 
 }  // namespace

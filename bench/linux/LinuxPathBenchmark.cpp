@@ -1,0 +1,533 @@
+// lumora-linux-bench: the whole Linux path (BlueZ signals -> sd-bus -> core ->
+// pipeline) against lumora-bluez-load on a private bus, beside the floor: a
+// minimal sd-bus subscriber that only unpacks ManufacturerData.
+//
+//   lumora-linux-bench                 CPU per advertisement at 1,000 / 5,000 /
+//                                      20,000 per second and the highest rate
+//                                      sustained, SDK and floor, with the ratio
+//   lumora-linux-bench --soak [MIN]    MIN minutes (10) at 2,000 per second over
+//                                      10,000 rotating identities: memory,
+//                                      fetches per identity, backlog
+
+#include <fcntl.h>
+#include <glib.h>
+#include <httplib.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <systemd/sd-bus.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <memory>
+#include <regex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "core/SdkFacade.hpp"
+#include "devserver/SelfSignedCertificate.hpp"
+#include "lumora/LumoraAdBeaconCallback.hpp"
+#include "platform/linux/LinuxPlatform.hpp"
+#include "tools/bluez-load/FakeBluetoothd.hpp"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+FILE* out = stdout;  // results; the SDK's own log lines go to /dev/null
+
+double cpuSeconds() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  const auto seconds = [](const timeval& t) { return t.tv_sec + t.tv_usec / 1e6; };
+  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+double residentMegabytes() {
+  long pages = 0, resident = 0;
+  std::ifstream("/proc/self/statm") >> pages >> resident;
+  return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1048576.0;
+}
+
+/// Open descriptors, or 0 when none is left to count them with.
+std::size_t openDescriptors() {
+  std::error_code error;
+  fs::directory_iterator entries("/proc/self/fd", error);
+  if (error) return 0;
+  return static_cast<std::size_t>(std::distance(entries, fs::directory_iterator()));
+}
+
+pid_t spawn(const std::vector<std::string>& argv, int stdoutFd) {
+  std::vector<char*> args;
+  for (const auto& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
+  args.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  if (stdoutFd >= 0) posix_spawn_file_actions_adddup2(&actions, stdoutFd, STDOUT_FILENO);
+  pid_t pid = -1;
+  const int result = posix_spawn(&pid, args[0], &actions, nullptr, args.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  if (result != 0) throw std::runtime_error("cannot start " + argv[0]);
+  return pid;
+}
+
+std::string readAll(int fd) {
+  std::string text;
+  char buffer[4096];
+  ssize_t n = 0;
+  while ((n = read(fd, buffer, sizeof buffer)) > 0) text.append(buffer, static_cast<size_t>(n));
+  return text;
+}
+
+/// A private dbus-daemon in a temporary directory.
+class PrivateBus {
+ public:
+  explicit PrivateBus(const fs::path& directory) {
+    int fds[2];
+    if (pipe(fds) != 0) throw std::runtime_error("pipe");
+    pid_ = spawn({"/usr/bin/dbus-daemon", "--session", "--nofork", "--print-address",
+                  "--address=unix:path=" + (directory / "bus").string()},
+                 fds[1]);
+    close(fds[1]);
+    std::string line;
+    char c = 0;
+    while (read(fds[0], &c, 1) == 1 && c != '\n') line.push_back(c);
+    close(fds[0]);
+    if (line.empty()) throw std::runtime_error("dbus-daemon did not start");
+    address_ = line;
+  }
+  ~PrivateBus() {
+    kill(pid_, SIGTERM);
+    waitpid(pid_, nullptr, 0);
+  }
+  const std::string& address() const { return address_; }
+
+ private:
+  pid_t pid_ = -1;
+  std::string address_;
+};
+
+/// lumora-bluez-load as a child process.
+class Load {
+ public:
+  struct Result {
+    std::uint64_t sent = 0;
+    std::uint64_t skipped = 0;
+    double cpuMicrosPerSignal = 0;
+  };
+
+  Load(const fs::path& tool, const std::vector<std::string>& options) {
+    int fds[2];
+    if (pipe(fds) != 0) throw std::runtime_error("pipe");
+    std::vector<std::string> argv{tool.string()};
+    argv.insert(argv.end(), options.begin(), options.end());
+    pid_ = spawn(argv, fds[1]);
+    close(fds[1]);
+    fd_ = fds[0];
+  }
+  ~Load() {
+    if (pid_ > 0) finish();
+  }
+  /// Waits for the planned run to end and reads its totals.
+  Result finish() {
+    const std::string text = readAll(fd_);
+    close(fd_);
+    waitpid(pid_, nullptr, 0);
+    pid_ = -1;
+    Result result;
+    std::smatch match;
+    static const std::regex totals(
+        R"(sent (\d+) signals.*skipped (\d+), CPU [0-9.]+ s \(([0-9.]+) us per signal\))");
+    if (std::regex_search(text, match, totals)) {
+      result.sent = std::stoull(match[1]);
+      result.skipped = std::stoull(match[2]);
+      result.cpuMicrosPerSignal = std::stod(match[3]);
+    }
+    return result;
+  }
+  bool running() const {
+    int status = 0;
+    return waitpid(pid_, &status, WNOHANG) == 0;
+  }
+
+ private:
+  pid_t pid_ = -1;
+  int fd_ = -1;
+};
+
+/// HTTPS creatives and events on 127.0.0.1, counting fetches per binding in
+/// memory allocated up front, so that it does not grow the process.
+class CreativeServer {
+ public:
+  explicit CreativeServer(const fs::path& directory)
+      : certificate_(lumora::tools::SelfSignedCertificate::generate(directory / "tls")),
+        server_(certificate_.certFile().c_str(), certificate_.keyFile().c_str()),
+        fetches_(1u << 24) {
+    for (auto& count : fetches_) count.store(0);
+    server_.Get(R"(/bucket/binding/([0-9/]+)/ios\.json)", [this](const auto& request, auto& reply) {
+      std::string digits = request.matches[1];
+      digits.erase(std::remove(digits.begin(), digits.end(), '/'), digits.end());
+      const auto binding = std::stoul(digits);
+      if (binding < fetches_.size()) fetches_[binding].fetch_add(1);
+      reply.set_content(R"({"campaignId":1,"creativeId":)" + digits +
+                            R"(,"title":"Offer","message":"Today only","data":"x"})",
+                        "application/json");
+    });
+    server_.Post(R"(/.*device_events)",
+                 [](const auto&, auto& reply) { reply.set_content("{}", "application/json"); });
+    // One request per connection, and enough workers: a worker waiting on an
+    // idle keep-alive connection leaves new connections queued, and the SDK
+    // opens a new connection for most requests.
+    server_.set_keep_alive_max_count(1);
+    server_.new_task_queue = [] { return new httplib::ThreadPool(64); };
+    port_ = server_.bind_to_any_port("127.0.0.1");
+    thread_ = std::thread([this] { server_.listen_after_bind(); });
+  }
+  ~CreativeServer() {
+    server_.stop();
+    thread_.join();
+  }
+  std::string hostAndPort() const { return "127.0.0.1:" + std::to_string(port_); }
+  fs::path caFile() const { return certificate_.certFile(); }
+  std::uint8_t fetchesOf(std::uint32_t binding) const { return fetches_[binding].load(); }
+
+ private:
+  lumora::tools::SelfSignedCertificate certificate_;
+  httplib::SSLServer server_;
+  std::vector<std::atomic<std::uint8_t>> fetches_;
+  int port_ = 0;
+  std::thread thread_;
+};
+
+class QuietCallback : public lumora::LumoraAdBeaconCallback {
+ public:
+  void onInitialized() override {}
+  void onCreativeReceived(const lumora::LumoraAdCreative&) override { ++creatives; }
+  void onError(const lumora::LumoraAdBeaconError&) override {}
+  void onNotificationClicked(const lumora::LumoraAdCreative&) override {}
+  std::uint64_t creatives = 0;
+};
+
+constexpr const char* kIBeaconUuid = "E2C56DB5-DFFB-48D2-B060-D0F5A71096E0";
+constexpr const char* kServiceUuid = "0000FEAA-0000-1000-8000-00805F9B34FB";
+
+void writeSdkPlist(const fs::path& file, const std::string& server) {
+  const auto entry = [](const std::string& key, const std::string& value) {
+    return "<key>" + key + "</key><string>" + value + "</string>";
+  };
+  const std::string group = "<dict>" + entry("EventURL", "https://" + server + "/events") +
+                            entry("NoTrackingEventURL", "https://" + server + "/nt") +
+                            entry("CreativeCDNURL", server) +
+                            entry("CreativeBucketName", "bucket") + "</dict>";
+  std::ofstream(file) << "<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist version=\"1.0\"><dict>"
+                         "<key>APIEndpoints</key><dict><key>Stage</key>"
+                      << group << "<key>Production</key>" << group
+                      << "</dict><key>BeaconSettings</key><dict><key>AppleBeacon</key><dict>"
+                      << entry("UUID", kIBeaconUuid) << entry("Identifier", "bench")
+                      << "</dict><key>CustomBeacon</key><dict>"
+                      << entry("ServiceUUID", kServiceUuid) << "</dict></dict></dict></plist>";
+}
+
+/// The real facade on the real Linux platform, on the bench's main context.
+class Sdk {
+ public:
+  Sdk(const fs::path& directory, const PrivateBus& bus, const CreativeServer& server) {
+    fs::create_directories(directory / "bundle");
+    writeSdkPlist(directory / "bundle" / "sdk.plist", server.hostAndPort());
+    lumora::platform::LinuxPlatformOptions options;
+    options.bluetoothBusAddress = bus.address();
+    options.notificationBusAddress = bus.address();
+    options.userDefaultsFile = directory / "defaults.plist";
+    options.bundleDirectory = directory / "bundle";
+    options.http.extraCaFile = server.caFile();
+    options.locationAuthorization = 3;
+    platform_ = std::make_shared<lumora::platform::LinuxPlatform>(options);
+    lumora::platform::Platform::install(platform_);
+    facade_ = lumora::SdkFacade::create(platform_);
+    facade_->initiate(lumora::ClientProfile("+15550100", "a@example.com", "Bench", std::nullopt),
+                      callback_, lumora::Environment::stage);
+    facade_->start();
+  }
+  ~Sdk() {
+    facade_.reset();
+    lumora::platform::Platform::install(nullptr);
+    platform_.reset();
+  }
+
+ private:
+  std::shared_ptr<lumora::platform::LinuxPlatform> platform_;
+  std::shared_ptr<QuietCallback> callback_ = std::make_shared<QuietCallback>();
+  std::shared_ptr<lumora::SdkFacade> facade_;
+};
+
+/// The floor: an sd-bus subscriber that only unpacks ManufacturerData.
+class FloorSubscriber {
+ public:
+  explicit FloorSubscriber(const std::string& address) {
+    sd_bus_new(&bus_);
+    sd_bus_set_address(bus_, address.c_str());
+    sd_bus_set_bus_client(bus_, 1);
+    if (sd_bus_start(bus_) < 0) throw std::runtime_error("floor: cannot connect");
+    sd_bus_add_match(bus_, nullptr,
+                     "type='signal',sender='org.bluez',interface='org.freedesktop.DBus."
+                     "Properties',member='PropertiesChanged',arg0='org.bluez.Device1',"
+                     "path_namespace='/org/bluez/hci0'",
+                     onSignal, this);
+  }
+  ~FloorSubscriber() { sd_bus_flush_close_unref(bus_); }
+  /// Answers whether the adapter took it (the load may not own org.bluez yet).
+  bool startDiscovery() {
+    return sd_bus_call_method(bus_, "org.bluez", "/org/bluez/hci0", "org.bluez.Adapter1",
+                              "StartDiscovery", nullptr, nullptr, nullptr) >= 0;
+  }
+  /// Processes what is ready, waiting up to `seconds` for more.
+  void runFor(double seconds) {
+    while (sd_bus_process(bus_, nullptr) > 0) {
+    }
+    sd_bus_wait(bus_, static_cast<std::uint64_t>(seconds * 1e6));
+    while (sd_bus_process(bus_, nullptr) > 0) {
+    }
+  }
+  std::uint64_t received = 0;
+  std::uint64_t bytes = 0;
+
+ private:
+  static int onSignal(sd_bus_message* m, void* data, sd_bus_error*) {
+    auto* self = static_cast<FloorSubscriber*>(data);
+    ++self->received;
+    const char* iface = nullptr;
+    if (sd_bus_message_read(m, "s", &iface) < 0) return 0;
+    if (sd_bus_message_enter_container(m, 'a', "{sv}") <= 0) return 0;
+    while (sd_bus_message_enter_container(m, 'e', "sv") > 0) {
+      const char* key = nullptr;
+      sd_bus_message_read(m, "s", &key);
+      if (std::string_view(key) == "ManufacturerData" &&
+          sd_bus_message_enter_container(m, 'v', "a{qv}") > 0 &&
+          sd_bus_message_enter_container(m, 'a', "{qv}") > 0) {
+        while (sd_bus_message_enter_container(m, 'e', "qv") > 0) {
+          std::uint16_t company = 0;
+          const void* data = nullptr;
+          size_t size = 0;
+          sd_bus_message_read(m, "q", &company);
+          sd_bus_message_enter_container(m, 'v', "ay");
+          sd_bus_message_read_array(m, 'y', &data, &size);
+          self->bytes += size;
+          sd_bus_message_exit_container(m);
+          sd_bus_message_exit_container(m);
+        }
+        sd_bus_message_exit_container(m);
+        sd_bus_message_exit_container(m);
+      } else {
+        sd_bus_message_skip(m, "v");
+      }
+      sd_bus_message_exit_container(m);
+    }
+    return 0;
+  }
+  sd_bus* bus_ = nullptr;
+};
+
+void iterateMainContext(double seconds) {
+  bool done = false;
+  g_timeout_add(
+      static_cast<guint>(seconds * 1000),
+      [](gpointer flag) -> gboolean {
+        *static_cast<bool*>(flag) = true;
+        return G_SOURCE_REMOVE;
+      },
+      &done);
+  while (!done) g_main_context_iteration(nullptr, TRUE);
+}
+
+struct Phase {
+  double cpuMicrosPerAdvertisement = 0;
+  double drainSeconds = 0;  // from the load's end until this process is idle again
+  Load::Result load;
+  bool sustained() const { return load.skipped == 0 && drainSeconds < 0.5; }
+};
+
+/// Runs `turn(seconds)` (one slice of the process's work) while lumora-bluez-load
+/// plays `plan`, then until the process is idle.
+Phase measure(const fs::path& tool, const PrivateBus& bus, const lumora::tools::LoadPlan& plan,
+              const std::function<void(double)>& turn) {
+  const double cpuBefore = cpuSeconds();
+  Load load(tool, {"--bus", bus.address(), "--rate", std::to_string(plan.rate), "--seconds",
+                   std::to_string(plan.seconds), "--identities", std::to_string(plan.identities),
+                   "--identity-lifetime", std::to_string(plan.identityLifetime), "--ibeacon-share",
+                   std::to_string(plan.iBeaconShare), "--foreign-share",
+                   std::to_string(plan.foreignShare)});
+  while (load.running()) turn(0.05);
+  Phase phase;
+  const auto loadEnd = Clock::now();
+  constexpr double kSlice = 0.1;
+  for (int i = 0; i < 300; ++i) {  // at most 30 s to drain
+    const double before = cpuSeconds();
+    const auto sliceStart = Clock::now();
+    turn(kSlice);
+    const double wall = std::chrono::duration<double>(Clock::now() - sliceStart).count();
+    if (cpuSeconds() - before < 0.05 * wall) break;
+    phase.drainSeconds = std::chrono::duration<double>(Clock::now() - loadEnd).count();
+  }
+  phase.load = load.finish();
+  if (phase.load.sent > 0) {
+    phase.cpuMicrosPerAdvertisement =
+        (cpuSeconds() - cpuBefore) * 1e6 / static_cast<double>(phase.load.sent);
+  }
+  return phase;
+}
+
+void printPhase(const char* who, double rate, const Phase& phase) {
+  std::fprintf(out,
+               "%-6s %6.0f/s  sent %8llu  CPU %6.2f us/adv  drain %5.2f s  skipped %llu  %s  "
+               "(load tool %.2f us/signal)\n",
+               who, rate, static_cast<unsigned long long>(phase.load.sent),
+               phase.cpuMicrosPerAdvertisement, phase.drainSeconds,
+               static_cast<unsigned long long>(phase.load.skipped),
+               phase.sustained() ? "sustained" : "BACKLOG", phase.load.cpuMicrosPerSignal);
+  std::fflush(out);
+}
+
+int runRates(const fs::path& tool, const fs::path& directory) {
+  PrivateBus bus(directory);
+  CreativeServer server(directory);
+  const std::vector<double> rates{1000, 2000, 5000, 10000, 20000, 30000, 40000};
+  const auto planAt = [](double rate) {
+    lumora::tools::LoadPlan plan;  // few identities: the per-advertisement path dominates
+    plan.rate = rate;
+    plan.seconds = 5;
+    plan.identities = 50;
+    plan.identityLifetime = 1e6;
+    return plan;
+  };
+  double bestSdk = 0, bestFloor = 0;
+  std::map<double, double> floorCost;  // us per advertisement by rate
+  {
+    FloorSubscriber floor(bus.address());
+    bool started = false;
+    for (double rate : rates) {
+      const auto phase = measure(tool, bus, planAt(rate), [&](double s) {
+        if (!started) started = floor.startDiscovery();
+        floor.runFor(s);
+      });
+      started = false;
+      printPhase("floor", rate, phase);
+      floorCost[rate] = phase.cpuMicrosPerAdvertisement;
+      if (phase.sustained()) bestFloor = rate;
+      if (rate >= 20000 && !phase.sustained()) break;
+    }
+  }
+  {
+    Sdk sdk(directory / "sdk", bus, server);
+    iterateMainContext(1);  // bus names, adapter, discovery
+    for (double rate : rates) {
+      const auto phase = measure(tool, bus, planAt(rate), iterateMainContext);
+      printPhase("sdk", rate, phase);
+      if (floorCost.count(rate) && floorCost[rate] > 0) {
+        std::fprintf(out, "       ratio sdk/floor at %.0f/s: %.2fx\n", rate,
+                     phase.cpuMicrosPerAdvertisement / floorCost[rate]);
+      }
+      if (phase.sustained()) bestSdk = rate;
+      if (rate >= 20000 && !phase.sustained()) break;
+    }
+  }
+  std::fprintf(out, "highest rate sustained: sdk %.0f/s, floor %.0f/s\n", bestSdk, bestFloor);
+  return 0;
+}
+
+/// Fetches per identity born during a soak: each one heard for more than
+/// `settle` seconds must have been fetched exactly once.
+void reportFetches(const lumora::tools::LoadPlan& plan, const CreativeServer& server,
+                   double settle) {
+  std::uint64_t due = 0, once = 0, missing = 0, repeated = 0;
+  using lumora::tools::FakeBluetoothd;
+  for (std::uint32_t slot = 0; slot < plan.identities; ++slot) {
+    for (double birth = FakeBluetoothd::firstBirth(plan, slot); birth < plan.seconds - settle;
+         birth += plan.identityLifetime) {
+      const auto fetches = server.fetchesOf(FakeBluetoothd::bindingOf(plan, slot, birth + 1e-6));
+      ++due;
+      once += fetches == 1;
+      missing += fetches == 0;
+      repeated += fetches > 1;
+    }
+  }
+  std::fprintf(out,
+               "identities due %llu: fetched once %llu, never %llu, more than once %llu -> %s\n",
+               static_cast<unsigned long long>(due), static_cast<unsigned long long>(once),
+               static_cast<unsigned long long>(missing), static_cast<unsigned long long>(repeated),
+               once == due ? "OK" : "FAIL");
+}
+
+int runSoak(const fs::path& tool, const fs::path& directory, double minutes) {
+  PrivateBus bus(directory);
+  CreativeServer server(directory);
+  Sdk sdk(directory / "sdk", bus, server);
+  iterateMainContext(1);
+  lumora::tools::LoadPlan plan;
+  plan.rate = 2000;
+  plan.seconds = minutes * 60;
+  plan.identities = 10000;
+  // An identity lives as long as the deduplication window: each one must be
+  // fetched exactly once (heard again later, it would be a new sighting).
+  plan.identityLifetime = 30;
+  plan.iBeaconShare = 0.1;
+  plan.foreignShare = 0.1;
+  const double warmUp = std::min(120.0, plan.seconds / 3);
+  std::vector<double> resident;
+  std::fprintf(out, "soak: %.0f min at %.0f/s, %u identities living %.0f s\n", minutes, plan.rate,
+               plan.identities, plan.identityLifetime);
+  const auto phase = measure(tool, bus, plan, [&, start = Clock::now()](double seconds) {
+    iterateMainContext(seconds);
+    const double now = std::chrono::duration<double>(Clock::now() - start).count();
+    if (now >= warmUp && now - warmUp >= 10.0 * static_cast<double>(resident.size())) {
+      resident.push_back(residentMegabytes());
+      std::fprintf(out, "  %5.0f s  RSS %.1f MB  descriptors %zu\n", now, resident.back(),
+                   openDescriptors());
+      std::fflush(out);
+    }
+  });
+  printPhase("soak", plan.rate, phase);
+  if (!resident.empty()) {
+    const auto [low, high] = std::minmax_element(resident.begin(), resident.end());
+    const double growth = (*high - *low) / *low * 100;
+    std::fprintf(out, "RSS after %.0f s warm-up: %.1f .. %.1f MB (%.1f%%) -> %s\n", warmUp, *low,
+                 *high, growth, growth <= 5 ? "flat" : "GROWING");
+  }
+  reportFetches(plan, server, 15);
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // Results on our own descriptor; the SDK logs every advertisement to stdout.
+  out = fdopen(dup(STDOUT_FILENO), "w");
+  const int devnull = open("/dev/null", O_WRONLY);
+  dup2(devnull, STDOUT_FILENO);
+  const fs::path tool = fs::canonical("/proc/self/exe").parent_path() / "lumora-bluez-load";
+  char pattern[] = "/tmp/lumora-linux-bench-XXXXXX";
+  if (!mkdtemp(pattern)) return 1;
+  const fs::path directory = pattern;
+  int status = 0;
+  try {
+    const bool soak = argc >= 2 && std::string(argv[1]) == "--soak";
+    status = soak ? runSoak(tool, directory, argc >= 3 ? std::stod(argv[2]) : 10)
+                  : runRates(tool, directory);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "lumora-linux-bench: %s\n", error.what());
+    status = 1;
+  }
+  std::error_code ignored;
+  fs::remove_all(directory, ignored);
+  return status;
+}
