@@ -24,7 +24,7 @@ namespace {
 
 using lumora::tools::EscapedText;
 
-constexpr std::size_t kMaxBody = 2048;
+constexpr std::size_t kMaxBody = 512;
 constexpr std::string_view kCreative = R"({"campaignId":1,"creativeId":2})";
 
 void check(bool condition) {

@@ -350,6 +350,7 @@ TEST_F(DevServerEngineTest, IdleConnectionsDoNotHoldUpOtherClients) {
   }
   // Generous: a starved request would wait for several rounds of the
   // server's 5 s read timeout.
+  client->set_connection_timeout(10);  // bounds the TLS handshake
   client->set_read_timeout(10);
   const auto result = get("/bucket/binding/1/2/3/4/ios.json");
   for (const int fd : idle) {
