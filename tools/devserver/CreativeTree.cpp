@@ -64,7 +64,8 @@ CreativeLookup CreativeTree::lookup(std::string_view urlPath) const {
   if (std::find(segments.begin(), segments.end(), "..") != segments.end()) {
     return {403, "path leaves the creative tree\n"};
   }
-  if (!isCreativePath(segments)) {
+  if (!urlPath.starts_with('/') || urlPath.find('\0') != std::string_view::npos ||
+      !isCreativePath(segments)) {
     return {404, "not a creative path: <bucket>/binding/<digits>/ios.json\n"};
   }
   const std::filesystem::path file = root_ / std::filesystem::path(urlPath.substr(1));

@@ -2,6 +2,7 @@
 
 #include <httplib.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -12,12 +13,12 @@
 
 #include "devserver/CreativeTree.hpp"
 #include "devserver/DevServerError.hpp"
+#include "devserver/DevServerRouter.hpp"
+#include "devserver/RequestLog.hpp"
 #include "devserver/SelfSignedCertificate.hpp"
 
 namespace lumora::tools {
 namespace {
-
-constexpr const char* kHost = "127.0.0.1";
 
 std::filesystem::path makeTemporaryDirectory() {
   std::string pattern =
@@ -28,24 +29,34 @@ std::filesystem::path makeTemporaryDirectory() {
   return pattern;
 }
 
-void serveCreative(const CreativeTree& tree, const httplib::Request& request,
-                   httplib::Response& response) {
-  const CreativeLookup found = tree.lookup(request.path);
-  response.status = found.status;
-  response.set_content(found.body, found.status == 200 ? "application/json" : "text/plain");
+/// "ADDRESS:PORT", an IPv6 address in brackets.
+std::string endpoint(const std::string& address, std::uint16_t port) {
+  const bool v6 = address.find(':') != std::string::npos;
+  return (v6 ? "[" + address + "]" : address) + ":" + std::to_string(port);
 }
 
-void receiveEvent(EventLog& log, const httplib::Request& request, httplib::Response& response) {
-  if (!request.path.ends_with("/device_events")) {
-    response.status = 404;
-    response.set_content("events are posted to .../device_events\n", "text/plain");
-    return;
+/// The body of a request, read no further than one byte past the limit.
+/// nullopt when the transport could not deliver it (then response.status
+/// tells whether the HTTP layer found it too long).
+std::optional<std::string> readBody(const httplib::ContentReader& reader, std::size_t limit) {
+  std::string body;
+  const bool whole = reader([&body, limit](const char* data, std::size_t size) {
+    body.append(data, std::min(size, limit + 1 - body.size()));
+    return body.size() <= limit;
+  });
+  if (!whole && body.size() <= limit) {
+    return std::nullopt;
   }
-  const ReceivedEvent event = log.receive(request.path, request.body);
-  response.status = event.valid ? 200 : 400;
-  const nlohmann::json reply =
-      event.valid ? nlohmann::json::object() : nlohmann::json{{"problems", event.problems}};
-  response.set_content(reply.dump(), "application/json");
+  return body;
+}
+
+void answer(const DevServerReply& reply, RequestLog& log, const httplib::Request& request,
+            httplib::Response& response) {
+  response.status = reply.status;
+  response.set_content(reply.body, reply.contentType);
+  if (!reply.note.empty()) {
+    log.note(&request, reply.note);
+  }
 }
 
 }  // namespace
@@ -54,6 +65,8 @@ struct DevServerEngine::Running {
   std::optional<std::filesystem::path> temporaryDirectory;
   std::filesystem::path caFile;
   std::unique_ptr<CreativeTree> tree;
+  std::unique_ptr<DevServerRouter> router;
+  std::unique_ptr<RequestLog> requestLog;
   std::unique_ptr<httplib::SSLServer> server;
   std::uint16_t port = 0;
   std::atomic<bool> listenerDone = false;
@@ -68,6 +81,33 @@ struct DevServerEngine::Running {
       std::error_code ignored;
       std::filesystem::remove_all(*temporaryDirectory, ignored);
     }
+  }
+
+  void route() {
+    const auto serveBody = [this](const httplib::Request& request, httplib::Response& response,
+                                  const httplib::ContentReader& reader) {
+      const std::optional<std::string> body = readBody(reader, router->maxBodyBytes());
+      answer(body ? router->handle(request.method, request.path, *body)
+                  : router->refuseBody(response.status == 413),
+             *requestLog, request, response);
+    };
+    const auto serveBodiless = [this](const httplib::Request& request,
+                                      httplib::Response& response) {
+      answer(router->handle(request.method, request.path, {}), *requestLog, request, response);
+    };
+    // Every path, also one with a (percent-encoded) line break, which "." skips.
+    const std::string any = R"([\s\S]*)";
+    server->Get(any, serveBodiless);
+    server->Options(any, serveBodiless);
+    server->Post(any, serveBody);
+    server->Put(any, serveBody);
+    server->Patch(any, serveBody);
+    server->Delete(any, serveBody);  // with a body
+    server->Delete(any, serveBodiless);
+    server->set_logger([this](const httplib::Request& request, const httplib::Response& response) {
+      requestLog->served(&request, request.method, request.path, response.status,
+                         response.body.size());
+    });
   }
 };
 
@@ -85,21 +125,24 @@ void DevServerEngine::start() {
   auto running = std::make_unique<Running>();
   running->tree = std::make_unique<CreativeTree>(config_.creativesDir);
   if (!eventLog_) {
-    eventLog_ = std::make_shared<EventLog>(config_.eventsFile, config_.console);
+    eventLog_ = std::make_shared<EventLog>(config_.eventsFile);
   }
+  running->router =
+      std::make_unique<DevServerRouter>(*running->tree, *eventLog_, config_.maxBodyBytes);
+  running->requestLog = std::make_unique<RequestLog>(config_.console);
 
   std::filesystem::path keyFile;
   if (config_.certFile) {
     running->caFile = *config_.certFile;
     keyFile = *config_.keyFile;
   } else {
-    if (!config_.certDir) {
-      running->temporaryDirectory = makeTemporaryDirectory();
-    }
-    const auto generated =
-        SelfSignedCertificate::generate(config_.certDir.value_or(*running->temporaryDirectory));
-    running->caFile = generated.certFile();
-    keyFile = generated.keyFile();
+    const auto certificate =
+        config_.certDir
+            ? SelfSignedCertificate::loadOrGenerate(*config_.certDir, config_.listenAddress)
+            : SelfSignedCertificate::generate(
+                  *(running->temporaryDirectory = makeTemporaryDirectory()), config_.listenAddress);
+    running->caFile = certificate.certFile();
+    keyFile = certificate.keyFile();
   }
   running->server = std::make_unique<httplib::SSLServer>(running->caFile.c_str(), keyFile.c_str());
   if (!running->server->is_valid()) {
@@ -107,32 +150,28 @@ void DevServerEngine::start() {
                          keyFile.string());
   }
 
-  running->server->set_keep_alive_timeout(config_.keepAliveSeconds);
-
+  httplib::SSLServer& server = *running->server;
+  server.set_keep_alive_timeout(config_.keepAliveSeconds);
+  server.set_read_timeout(config_.readTimeoutSeconds);
+  server.set_payload_max_length(config_.maxBodyBytes);
+  server.new_task_queue = [threads = static_cast<std::size_t>(std::max(1, config_.workerThreads))] {
+    return new httplib::ThreadPool(threads);
+  };
   // httplib's default, SO_REUSEPORT, would let a second server share the port.
-  running->server->set_socket_options([](socket_t socket) {
+  server.set_socket_options([](socket_t socket) {
     const int yes = 1;
     setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
   });
-
-  const CreativeTree& tree = *running->tree;
-  running->server->Get(".*", [&tree](const httplib::Request& request, httplib::Response& response) {
-    serveCreative(tree, request, response);
-  });
-  running->server->Post(
-      ".*", [log = eventLog_](const httplib::Request& request, httplib::Response& response) {
-        receiveEvent(*log, request, response);
-      });
+  running->route();
 
   if (config_.port == 0) {
-    const int bound = running->server->bind_to_any_port(kHost);
+    const int bound = server.bind_to_any_port(config_.listenAddress);
     running->port = bound > 0 ? static_cast<std::uint16_t>(bound) : 0;
-  } else if (running->server->bind_to_port(kHost, config_.port)) {
+  } else if (server.bind_to_port(config_.listenAddress, config_.port)) {
     running->port = config_.port;
   }
   if (running->port == 0) {
-    throw DevServerError("cannot listen on " + std::string(kHost) + ":" +
-                         std::to_string(config_.port));
+    throw DevServerError("cannot listen on " + endpoint(config_.listenAddress, config_.port));
   }
 
   std::signal(SIGPIPE, SIG_IGN);
@@ -159,7 +198,9 @@ std::filesystem::path DevServerEngine::caFile() const {
 }
 
 std::string DevServerEngine::hostAndPort() const {
-  return std::string(kHost) + ":" + std::to_string(port());
+  const std::string& address = config_.listenAddress;
+  const std::string host = address == "0.0.0.0" ? "127.0.0.1" : address == "::" ? "::1" : address;
+  return endpoint(host, port());
 }
 
 std::string DevServerEngine::baseUrl() const { return "https://" + hostAndPort(); }

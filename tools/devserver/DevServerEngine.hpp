@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -16,31 +17,40 @@ namespace lumora::tools {
 struct DevServerConfig {
   /// The creative tree: <bucket>/binding/<digit>/.../ios.json.
   std::filesystem::path creativesDir;
+  /// The IPv4 or IPv6 address to listen on; "0.0.0.0" or "::" for all.
+  std::string listenAddress = "127.0.0.1";
   /// 0: any free port (port() tells which).
   std::uint16_t port = 0;
   /// Both or neither: serve with this certificate and key (the certificate is
   /// then also caFile()). Neither: a self-signed certificate is generated.
   std::optional<std::filesystem::path> certFile;
   std::optional<std::filesystem::path> keyFile;
-  /// Where a generated certificate is written and kept; nullopt: a temporary
-  /// directory, removed again by stop().
+  /// Where the generated certificate is kept: a valid one found there is used
+  /// again, otherwise a new one replaces it; the directory is created
+  /// (owner-only) when missing and never removed. nullopt: a private
+  /// temporary directory, removed again by stop().
   std::optional<std::filesystem::path> certDir;
   /// JSON-lines file every received event is appended to; nullopt: none.
   std::optional<std::filesystem::path> eventsFile;
-  /// Where one line per received event is printed; nullptr: quiet.
+  /// Where one line per request served is printed; nullptr: quiet.
   std::ostream* console = nullptr;
+  /// Longer request bodies are refused with 413 without being kept.
+  std::size_t maxBodyBytes = 64 * 1024;
+  /// How long a connection may take to send its handshake or request.
+  int readTimeoutSeconds = 5;
+  /// Connections served at once; each idle connection holds one until one of
+  /// the timeouts closes it, so this bounds how many idle clients can be
+  /// open before another client has to wait.
+  int workerThreads = 64;
   /// How long an idle connection is kept open for the next request. stop()
   /// waits for idle connections to close, so an embedded server that must
   /// stop at once uses 0 (each connection then serves back-to-back requests only).
   int keepAliveSeconds = 5;
 };
 
-/// The development server: HTTPS on 127.0.0.1, serving the creative tree
-///   GET /<bucket>/binding/1/2/3/ios.json -> the file (application/json),
-///   404 when there is none, 403 for a path that leaves the tree,
-/// and receiving device events
-///   POST /<anything>/device_events -> 200 for a valid event, 400 with
-///   {"problems": [...]} otherwise; every event is kept, printed and appended.
+/// The development server: HTTPS (by default on 127.0.0.1), serving the
+/// creative tree and receiving device events as DevServerRouter describes;
+/// every event is kept and appended, every request printed.
 ///
 /// Embedding, e.g. in a scenario runner:
 ///   DevServerEngine server({.creativesDir = dir});
@@ -71,9 +81,10 @@ class DevServerEngine {
   std::uint16_t port() const noexcept;
   /// The certificate a client trusts as its CA file; empty when not running.
   std::filesystem::path caFile() const;
-  /// "127.0.0.1:PORT".
+  /// "127.0.0.1:PORT" or "[::1]:PORT": the listening address, or for a
+  /// wildcard the loopback address of its family.
   std::string hostAndPort() const;
-  /// "https://127.0.0.1:PORT".
+  /// "https://" + hostAndPort().
   std::string baseUrl() const;
   /// A copy of every event received so far (also after stop()).
   std::vector<ReceivedEvent> events() const;

@@ -43,11 +43,17 @@ std::string_view kindName(Kind kind) {
   return "";
 }
 
+bool isContinuationByte(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
+
+/// The value as JSON, cut after about 40 bytes without splitting a character.
 std::string shown(const json& value) {
-  constexpr std::size_t kMaxShown = 40;
+  std::size_t cut = 40;
   std::string text = value.dump();
-  if (text.size() > kMaxShown) {
-    text = text.substr(0, kMaxShown) + "...";
+  if (text.size() > cut) {
+    while (cut > 0 && isContinuationByte(text[cut])) {
+      --cut;
+    }
+    text = text.substr(0, cut) + "...";
   }
   return text;
 }
@@ -58,7 +64,8 @@ class ObjectCheck {
   ObjectCheck(const json& object, std::string where, std::vector<std::string>& problems)
       : object_(object), where_(std::move(where)), problems_(problems) {}
 
-  std::string name(std::string_view key) const { return "\"" + where_ + std::string(key) + "\""; }
+  /// The key quoted as a JSON string, so that any character in it stays visible.
+  std::string name(std::string_view key) const { return json(where_ + std::string(key)).dump(); }
 
   /// The value when present and of the right kind; reports the problem otherwise.
   const json* field(std::string_view key, Kind kind, bool required) {

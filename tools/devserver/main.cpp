@@ -1,5 +1,5 @@
 // lumora-devserver: serves a creative tree and receives device events over
-// HTTPS on 127.0.0.1 until SIGINT or SIGTERM.
+// HTTPS (on 127.0.0.1 unless --listen says otherwise) until SIGINT or SIGTERM.
 
 #include <csignal>
 #include <iostream>
@@ -40,8 +40,7 @@ int main(int argc, char** argv) {
     config.console = &std::cout;
     DevServerEngine server(std::move(config));
     server.start();
-    std::cout << "lumora-devserver listening on " << server.baseUrl() << '\n'
-              << "CA certificate: " << server.caFile().string() << std::endl;
+    std::cout << DevServerCommandLine::banner(server) << std::endl;
     int received = 0;
     sigwait(&stopSignals, &received);
     std::cout << "lumora-devserver stopping" << std::endl;

@@ -26,12 +26,14 @@ class GLibMainQueue : public MainQueue {
                                        TimerBlock block) override;
 
  private:
-  /// The FIFO and whether an idle source is attached to drain it. Shared with
-  /// that source so that a drain pending at destruction stays safe.
+  /// The FIFO and whether an idle source is attached to drain it. While one
+  /// is, the FIFO holds itself alive, so that a drain pending at destruction
+  /// stays safe.
   struct Tasks {
     std::mutex mutex;
     std::deque<Task> pending;
     bool drainScheduled = false;
+    std::shared_ptr<Tasks> keepAlive;
   };
 
   static int drain(void* data);

@@ -1,5 +1,10 @@
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <httplib.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <functional>
@@ -11,6 +16,7 @@
 #include "TemporaryDirectory.hpp"
 #include "devserver/DevServerEngine.hpp"
 #include "devserver/DevServerError.hpp"
+#include "devserver/EscapedText.hpp"
 #include "devserver/SelfSignedCertificate.hpp"
 
 namespace lumora::tools {
@@ -20,6 +26,16 @@ using nlohmann::json;
 using testing::TemporaryDirectory;
 
 constexpr const char* kCreative = R"({"campaignId":12,"creativeId":345,"title":"T","message":"M"})";
+
+std::string readText(const std::filesystem::path& file) {
+  std::ifstream in(file, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+unsigned modeOf(const std::filesystem::path& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
+}
 
 json validEvent(const std::string& type) {
   json body = {{"timestamp", 1700000012345},
@@ -50,9 +66,12 @@ class DevServerEngineTest : public ::testing::Test {
   void startServer(DevServerConfig config) {
     config.creativesDir = creatives.path();
     config.eventsFile = eventsFile;
+    config.console = &console;
+    config.maxBodyBytes = kMaxBody;
+    const std::string address = config.listenAddress;
     server = std::make_unique<DevServerEngine>(std::move(config));
     server->start();
-    client = std::make_unique<httplib::SSLClient>("127.0.0.1", server->port());
+    client = std::make_unique<httplib::SSLClient>(address, server->port());
     client->set_ca_cert_path(server->caFile().c_str());
     client->enable_server_certificate_verification(true);
   }
@@ -86,6 +105,19 @@ class DevServerEngineTest : public ::testing::Test {
     return lines;
   }
 
+  /// Every line the server printed; stops the server first, so that no line is still coming.
+  std::vector<std::string> consoleLines() {
+    server->stop();
+    std::istringstream in(console.str());
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) {
+      lines.push_back(line);
+    }
+    return lines;
+  }
+
+  static constexpr std::size_t kMaxBody = 4096;
+  std::ostringstream console;
   TemporaryDirectory creatives;
   TemporaryDirectory outside;
   TemporaryDirectory work;
@@ -227,6 +259,146 @@ TEST_F(DevServerEngineTest, RejectsEachKindOfBadBodyNamingTheProblem) {
   EXPECT_EQ(last["path"], "/tracking/device_events");
 }
 
+TEST_F(DevServerEngineTest, HostileBodiesAndPathsGet400AndAreRecordedWithoutLoss) {
+  const std::string deep = std::string(100, '[') + std::string(100, ']');
+  json newlineKey = validEvent("request");
+  newlineKey["a\nb"] = 1;
+  struct Case {
+    std::string path;
+    std::string body;
+    std::string problem;
+    json recordedBody;  // "body" of the JSON line
+    std::string recordedPath;
+  };
+  const std::vector<Case> cases = {
+      {"/t/device_events", "{\"eventType\": \"\xff\xfe\"}",
+       "the body is not UTF-8 (recorded with \\xNN escapes)", "{\"eventType\": \"\\xff\\xfe\"}",
+       "/t/device_events"},
+      {"/t/device_events", "\xc0\xaf\\\x1b[2J",
+       "the body is not UTF-8 (recorded with \\xNN escapes)", "\\xc0\\xaf\\\\\\x1b[2J",
+       "/t/device_events"},
+      {"/t/device_events", deep, "the body is nested deeper than 32 levels", deep,
+       "/t/device_events"},
+      {"/t/device_events", newlineKey.dump(), "unexpected key \"a\\nb\"", nullptr,
+       "/t/device_events"},
+      {"/x%ff%0a/device_events", "[]", "the body must be a JSON object, got []", json::array(),
+       "/x\\xff\\x0a/device_events"},
+  };
+  for (const Case& c : cases) {
+    const auto result = post(c.path, c.body);
+    ASSERT_TRUE(result) << c.problem;
+    EXPECT_EQ(result->status, 400) << c.problem;
+    EXPECT_EQ(json::parse(result->body)["problems"][0], c.problem);
+  }
+  const std::vector<json> lines = eventLines();
+  ASSERT_EQ(lines.size(), cases.size());
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    if (!cases[i].recordedBody.is_null()) {
+      EXPECT_EQ(lines[i]["body"], cases[i].recordedBody) << i;
+    }
+    EXPECT_EQ(lines[i]["path"], cases[i].recordedPath) << i;
+    EXPECT_EQ(lines[i]["valid"], false);
+  }
+  // One printed line per request, whatever bytes it carried.
+  const std::vector<std::string> printed = consoleLines();
+  ASSERT_EQ(printed.size(), cases.size());
+  EXPECT_EQ(printed[4].rfind("POST /x\\xff\\x0a/device_events -> 400 (", 0), 0u) << printed[4];
+}
+
+TEST_F(DevServerEngineTest, BodiesOverTheLimitGet413AndAreNotKept) {
+  std::string atLimit = validEvent("request").dump();
+  atLimit.resize(kMaxBody, ' ');
+  const auto accepted = post("/t/device_events", atLimit);
+  ASSERT_TRUE(accepted);
+  EXPECT_EQ(accepted->status, 200);
+
+  const auto declared = post("/t/device_events", atLimit + " ");
+  ASSERT_TRUE(declared);
+  EXPECT_EQ(declared->status, 413);
+
+  // Chunked: no length announced, the server stops reading past the limit.
+  const std::string block(1024, ' ');
+  const auto chunked = client->Post(
+      "/t/device_events",
+      [&block](std::size_t offset, httplib::DataSink& sink) {
+        if (offset >= 2 * kMaxBody) {
+          sink.done();
+        } else {
+          sink.write(block.data(), block.size());
+        }
+        return true;
+      },
+      "application/json");
+  ASSERT_TRUE(chunked) << httplib::to_string(chunked.error());
+  EXPECT_EQ(chunked->status, 413);
+  EXPECT_EQ(server->events().size(), 1u);
+}
+
+TEST_F(DevServerEngineTest, IdleConnectionsDoNotHoldUpOtherClients) {
+  // More idle clients than the HTTP library's default pool has threads, each
+  // holding its connection without even starting the TLS handshake.
+  constexpr int kIdle = 40;
+  std::vector<int> idle;
+  for (int i = 0; i < kIdle; ++i) {
+    const int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(server->port());
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    ASSERT_EQ(connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    idle.push_back(fd);
+  }
+  // Generous: a starved request would wait for several rounds of the
+  // server's 5 s read timeout.
+  client->set_connection_timeout(10);  // bounds the TLS handshake
+  client->set_read_timeout(10);
+  const auto result = get("/bucket/binding/1/2/3/4/ios.json");
+  for (const int fd : idle) {
+    close(fd);
+  }
+  ASSERT_TRUE(result) << httplib::to_string(result.error());
+  EXPECT_EQ(result->status, 200);
+}
+
+TEST_F(DevServerEngineTest, PrintsOneLinePerRequestServed) {
+  json invalid = validEvent("request");
+  invalid.erase("uuid");
+  get("/bucket/binding/1/2/3/4/ios.json");
+  get("/bucket/binding/9/ios.json");
+  post("/tracking/device_events", validEvent("request").dump());
+  post("/tracking/device_events", invalid.dump());
+  post("/tracking/device_events", std::string(kMaxBody + 1, ' '));
+  client->Delete("/bucket");
+
+  const std::vector<std::string> lines = consoleLines();
+  const std::vector<std::string> expectedStarts = {
+      "GET /bucket/binding/1/2/3/4/ios.json -> 200 (" + std::to_string(strlen(kCreative)) +
+          " bytes)",
+      "GET /bucket/binding/9/ios.json -> 404 (",
+      "POST /tracking/device_events -> 200 (2 bytes)  request bindingId=1234 "
+      "uuid=5B0E6A3C-9F1D-4C2B-8E7A-0D1C2B3A4F5E spaceId=0a1b2c3d4e5f6071 appName=Demo "
+      "deviceMode=x86_64",
+      "POST /tracking/device_events -> 400 (",
+      "POST /tracking/device_events -> 413 (",
+      "DELETE /bucket -> 405 ("};
+  ASSERT_EQ(lines.size(), expectedStarts.size()) << console.str();
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    EXPECT_EQ(lines[i].rfind(expectedStarts[i], 0), 0u) << lines[i];
+  }
+  EXPECT_NE(lines[3].find("  INVALID: \"uuid\" is missing"), std::string::npos) << lines[3];
+}
+
+TEST_F(DevServerEngineTest, ListensOnAnIpv6AddressItsCertificateNames) {
+  server.reset();
+  DevServerConfig config;
+  config.listenAddress = "::1";
+  startServer(config);
+  EXPECT_EQ(server->hostAndPort(), "[::1]:" + std::to_string(server->port()));
+  const auto result = get("/bucket/binding/1/2/3/4/ios.json");
+  ASSERT_TRUE(result) << httplib::to_string(result.error());
+  EXPECT_EQ(result->status, 200);
+}
+
 TEST_F(DevServerEngineTest, EveryProblemOfOneBodyIsReported) {
   const auto problems = problemsFor("click", [](json& b) {
     b.erase("uuid");
@@ -261,15 +433,21 @@ TEST_F(DevServerEngineTest, ServesWithAGivenCertificateAndStopsCleanly) {
   EXPECT_EQ(result->status, 200);
 }
 
-TEST_F(DevServerEngineTest, GeneratedCertificateGoesToTheGivenDirectoryAndStays) {
+TEST_F(DevServerEngineTest, CertificateDirectoryKeepsOneCertificateAcrossStarts) {
+  const std::filesystem::path certs = work.path() / "data" / "lumora" / "devserver";
   server.reset();
   DevServerConfig config;
-  config.certDir = work.path() / "certs";
+  config.certDir = certs;
   startServer(config);
-  EXPECT_EQ(server->caFile(), work.path() / "certs" / "cert.pem");
+  EXPECT_EQ(server->caFile(), certs / "cert.pem");
+  const std::string first = readText(certs / "cert.pem");
   server.reset();
-  EXPECT_TRUE(std::filesystem::exists(work.path() / "certs" / "cert.pem"));
-  EXPECT_TRUE(std::filesystem::exists(work.path() / "certs" / "key.pem"));
+  startServer(config);
+  EXPECT_EQ(readText(server->caFile()), first);
+  const auto result = get("/bucket/binding/1/2/3/4/ios.json");
+  ASSERT_TRUE(result) << httplib::to_string(result.error());
+  EXPECT_EQ(modeOf(certs), 0700);
+  EXPECT_EQ(modeOf(certs / "key.pem"), 0600);
 }
 
 TEST_F(DevServerEngineTest, TemporaryCertificateIsRemovedOnStop) {
@@ -277,6 +455,72 @@ TEST_F(DevServerEngineTest, TemporaryCertificateIsRemovedOnStop) {
   EXPECT_TRUE(std::filesystem::exists(ca));
   server->stop();
   EXPECT_FALSE(std::filesystem::exists(ca.parent_path()));
+}
+
+TEST(SelfSignedCertificateTest, KeptPairIsReplacedWhenItCannotServe) {
+  TemporaryDirectory dir;
+  const std::filesystem::path certs = dir.path() / "certs";
+  const std::filesystem::path cert = certs / "cert.pem";
+  const std::filesystem::path key = certs / "key.pem";
+  const auto keep = [&certs](const std::string& address) {
+    return readText(SelfSignedCertificate::loadOrGenerate(certs, address).certFile());
+  };
+  const std::string first = keep("127.0.0.1");
+  EXPECT_EQ(keep("::1"), first);
+
+  struct Case {
+    std::string name;
+    std::function<void()> spoil;
+    std::string address;
+  };
+  const std::vector<Case> cases = {
+      {"expiring within a day",
+       [&] { SelfSignedCertificate::generate(certs, "127.0.0.1", std::chrono::hours(2)); },
+       "127.0.0.1"},
+      {"key is not PEM", [&] { dir.write("certs/key.pem", "junk"); }, "127.0.0.1"},
+      {"certificate missing", [&] { std::filesystem::remove(cert); }, "127.0.0.1"},
+      {"key of another pair",
+       [&] {
+         const auto other = SelfSignedCertificate::generate(dir.path() / "other");
+         std::filesystem::copy_file(other.keyFile(), key,
+                                    std::filesystem::copy_options::overwrite_existing);
+       },
+       "127.0.0.1"},
+      {"certificate is a FIFO",
+       [&] {
+         std::filesystem::remove(cert);
+         ASSERT_EQ(mkfifo(cert.c_str(), 0600), 0);
+       },
+       "127.0.0.1"},
+      {"another listening address", [] {}, "127.0.0.2"},
+  };
+  for (const Case& c : cases) {
+    c.spoil();
+    const std::string spoiled = std::filesystem::is_regular_file(cert) ? readText(cert) : "";
+    const std::string replaced = keep(c.address);
+    EXPECT_NE(replaced, spoiled) << c.name;
+    EXPECT_EQ(keep(c.address), replaced) << c.name;
+    EXPECT_EQ(modeOf(key), 0600) << c.name;
+  }
+}
+
+TEST(EscapedTextTest, KeepsUtf8AndEscapesEverythingElseReversibly) {
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"plain /path", "plain /path"},
+      {"caf\xc3\xa9 \xe2\x82\xac \xf0\x9f\x98\x80", "caf\xc3\xa9 \xe2\x82\xac \xf0\x9f\x98\x80"},
+      {"a\\b", "a\\\\b"},
+      {"\xff", "\\xff"},
+      {std::string("\n\t\x7f\0", 4), "\\x0a\\x09\\x7f\\x00"},
+      {"\xc2\x9b", "\\xc2\\x9b"},                    // C1 control (CSI)
+      {"\xc0\xaf", "\\xc0\\xaf"},                    // overlong "/"
+      {"\xed\xa0\x80", "\\xed\\xa0\\x80"},           // surrogate
+      {"\xf4\x90\x80\x80", "\\xf4\\x90\\x80\\x80"},  // past U+10FFFF
+      {"\xe2\x82", "\\xe2\\x82"},                    // cut short
+  };
+  for (const auto& [raw, escaped] : cases) {
+    EXPECT_EQ(EscapedText::of(raw), escaped) << escaped;
+    EXPECT_TRUE(EscapedText::isValidUtf8(EscapedText::of(raw))) << escaped;
+  }
 }
 
 TEST(DevServerEngineStartTest, UnusableSettingsFailWithOneLine) {
