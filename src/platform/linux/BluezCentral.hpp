@@ -75,8 +75,10 @@ class BluezCentral : public BleCentral, public std::enable_shared_from_this<Blue
     double discoveryRestartSeconds = 4.5;
     /// How often a device the advertisement monitor holds found is reported again.
     double monitorRefreshSeconds = 2.0;
-    /// Silence after which bluetoothd reports a monitored device lost.
-    std::uint16_t monitorLostAfterSeconds = 5;
+    /// Silence after which bluetoothd reports a monitored device lost: the
+    /// shortest it accepts, since the last advertisement is repeated until then
+    /// and so holds the iBeacon gate open for that long after the beacon left.
+    std::uint16_t monitorLostAfterSeconds = 1;
     int callTimeoutMs = 5000;
   };
 

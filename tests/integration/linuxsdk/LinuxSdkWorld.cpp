@@ -64,13 +64,18 @@ void LinuxSdkWorld::startSdk(std::int64_t locationAuthorization) {
   options.bundleDirectory = directory / "bundle";
   options.http.extraCaFile = server.caFile();
   options.locationAuthorization = locationAuthorization;
-  platform = std::make_shared<platform::LinuxPlatform>(options);
+  platform = makePlatform(options);
   platform::Platform::install(platform);
   callback = std::make_shared<RecordingCallback>(platform->clock());
   facade = SdkFacade::create(platform);
   facade->initiate(ClientProfile("+15550100", "a@example.com", "StoreApp", std::nullopt), callback,
                    Environment::stage);
   facade->start();
+}
+
+std::shared_ptr<platform::LinuxPlatform> LinuxSdkWorld::makePlatform(
+    const platform::LinuxPlatformOptions& options) {
+  return std::make_shared<platform::LinuxPlatform>(options);
 }
 
 void LinuxSdkWorld::serveCreative(std::int64_t bindingId, const std::string& json) {

@@ -38,6 +38,9 @@ class LinuxSdkWorld : public ::testing::Test {
   /// Builds the platform with this location policy and the facade,
   /// initiates (stage) and starts.
   void startSdk(std::int64_t locationAuthorization = 3);
+  /// The platform startSdk() installs; a fixture may return one that observes more.
+  virtual std::shared_ptr<platform::LinuxPlatform> makePlatform(
+      const platform::LinuxPlatformOptions& options);
   void serveCreative(std::int64_t bindingId, const std::string& json);
   /// An iBeacon of the configured region on the air.
   std::string advertiseIBeacon(const std::string& address);

@@ -1,0 +1,231 @@
+#include <algorithm>
+#include <chrono>
+#include <iostream>
+#include <mutex>
+#include <optional>
+
+#include "LinuxSdkWorld.hpp"
+#include "platform/ble/BleLocationService.hpp"
+#include "platform/linux/BluezCentral.hpp"
+
+// How long after the last iBeacon the custom-beacon scan stops on the real
+// Linux platform, with BlueZ delivering the iBeacon by restarted discovery or
+// by its advertisement monitor. Runs in real time on the mock bus.
+namespace lumora::testing {
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+using Instant = SteadyClock::time_point;
+
+constexpr const char* kGateClosedLine = "iBeacon timeout reached, stopped custom beacon scanning";
+constexpr double kOnAirSeconds = 12.0;
+// The gate closes at the first once-a-second check finding more than 10 s of
+// silence; a report lists what BlueZ reported within the last second more.
+constexpr double kGateSeconds = 10.0;
+constexpr double kRangingGraceSeconds = 1.0;
+constexpr double kDiscoveryCloseBound = 12.0;
+constexpr double kLoadSlack = 1.0;  // a busy machine delays timers
+
+double secondsBetween(Instant from, Instant to) {
+  return std::chrono::duration<double>(to - from).count();
+}
+
+bool isIBeacon(const platform::AdvertisementData& advertisement) {
+  static const std::vector<std::uint8_t> kPrefix{0x4c, 0x00, 0x02, 0x15};
+  const auto& data = advertisement.manufacturerData;
+  return data && data->size() > kPrefix.size() &&
+         std::equal(kPrefix.begin(), kPrefix.end(), data->begin());
+}
+
+/// What the SDK saw, with real times: each iBeacon report reaching the
+/// location service (main thread) and the gate closing (any logging thread).
+struct GateRecord {
+  std::vector<Instant> iBeaconReports;
+  std::mutex mutex;
+  std::optional<Instant> closedAt;
+
+  std::optional<Instant> closed() {
+    std::lock_guard lock(mutex);
+    return closedAt;
+  }
+};
+
+/// Passes every line on and notes when the gate-closing line is logged;
+/// asks for debug lines whatever the environment says.
+class GateLog : public platform::SystemLog {
+ public:
+  GateLog(std::shared_ptr<platform::SystemLog> next, std::shared_ptr<GateRecord> record)
+      : next_(std::move(next)), record_(std::move(record)) {}
+  void write(const platform::LogRecord& line) override {
+    if (line.message == kGateClosedLine) {
+      std::lock_guard lock(record_->mutex);
+      if (!record_->closedAt) record_->closedAt = SteadyClock::now();
+    }
+    next_->write(line);
+  }
+  std::optional<std::string> requestedLevel() const override { return "debug"; }
+
+ private:
+  const std::shared_ptr<platform::SystemLog> next_;
+  const std::shared_ptr<GateRecord> record_;
+};
+
+/// The Linux platform with the central's advertisements to the location
+/// service and the log observed.
+class ObservedLinuxPlatform : public platform::LinuxPlatform {
+ public:
+  ObservedLinuxPlatform(const platform::LinuxPlatformOptions& options,
+                        std::shared_ptr<GateRecord> record)
+      : LinuxPlatform(options),
+        record_(std::move(record)),
+        log_(std::make_shared<GateLog>(LinuxPlatform::systemLog(), record_)) {}
+
+  std::shared_ptr<platform::SystemLog> systemLog() override { return log_; }
+
+  std::shared_ptr<platform::LocationService> locationService() override {
+    auto service = LinuxPlatform::locationService();
+    std::call_once(tapped_, [&] {
+      auto central = std::static_pointer_cast<platform::BluezCentral>(bleCentral());
+      central->setAdvertisementMonitor(
+          [record = record_,
+           target = std::weak_ptr(std::static_pointer_cast<platform::BleLocationService>(service))](
+              const platform::AdvertisementData& advertisement) {
+            if (isIBeacon(advertisement)) record->iBeaconReports.push_back(SteadyClock::now());
+            if (auto location = target.lock()) location->onAdvertisement(advertisement);
+          });
+    });
+    return service;
+  }
+
+ private:
+  const std::shared_ptr<GateRecord> record_;
+  const std::shared_ptr<GateLog> log_;
+  std::once_flag tapped_;
+};
+
+enum class IBeaconPath { restartedDiscovery, advertisementMonitor };
+
+class GateTimingTest : public LinuxSdkWorld, public ::testing::WithParamInterface<IBeaconPath> {
+ protected:
+  std::shared_ptr<platform::LinuxPlatform> makePlatform(
+      const platform::LinuxPlatformOptions& options) override {
+    return std::make_shared<ObservedLinuxPlatform>(options, record);
+  }
+
+  /// The beacon heard by discovery: the controller passes its unchanged
+  /// advertisement once per discovery session, so it is put on the air once
+  /// now and once after every restart, for kOnAirSeconds. Answers the last one.
+  Instant advertiseThroughDiscovery(const std::string& device) {
+    const auto end = SteadyClock::now() + std::chrono::duration<double>(kOnAirSeconds);
+    auto sessions = bluez->adapterCalls("StartDiscovery");
+    Instant last = advertiseNow(device);
+    auto nextCheck = SteadyClock::now();
+    until(
+        [&] {
+          const auto now = SteadyClock::now();
+          if (now >= end) return true;
+          if (now < nextCheck) return false;
+          nextCheck = now + std::chrono::milliseconds(100);
+          const auto started = bluez->adapterCalls("StartDiscovery");
+          if (started != sessions && bluez->discovering()) {
+            sessions = started;
+            last = advertiseNow(device);
+          }
+          return false;
+        },
+        std::chrono::seconds(60));
+    return last;
+  }
+
+  /// The beacon heard by bluetoothd's monitor: its advertisement appears, the
+  /// monitor finds it a second later and, unchanged, it causes no further
+  /// signal until it goes off the air after kOnAirSeconds; bluetoothd reports
+  /// it lost after the monitor's lost timeout. Answers when it went off the air.
+  Instant advertiseThroughMonitor(const std::string& device, const std::string& monitor,
+                                  double lostAfterSeconds) {
+    const auto start = advertiseNow(device);
+    idle(1.0);
+    bluez->monitorDeviceFound(monitor, device);
+    idle(kOnAirSeconds - secondsBetween(start, SteadyClock::now()));
+    const auto offAir = SteadyClock::now();
+    idle(lostAfterSeconds);
+    bluez->monitorDeviceLost(monitor, device);
+    return offAir;
+  }
+
+  Instant advertiseNow(const std::string& device) {
+    bluez->advertise(device, 0x004c, test::MockBluez::iBeaconFrame(kIBeaconUuid, 7, 9));
+    return SteadyClock::now();
+  }
+
+  std::shared_ptr<GateRecord> record = std::make_shared<GateRecord>();
+};
+
+TEST_P(GateTimingTest, CustomScanStopsTenToTwelveSecondsAfterTheLastIBeaconReport) {
+  const bool monitorPath = GetParam() == IBeaconPath::advertisementMonitor;
+  const platform::BluezCentral::Options shipped;
+  if (monitorPath) bluez->addMonitorManager();
+  startSdk();
+  ASSERT_TRUE(until([&] { return callsNamed("onInitialized") == 1; }));
+  std::string monitor;
+  if (monitorPath) {
+    ASSERT_TRUE(until([&] { return !bluez->registeredRoots().empty(); }));
+    const auto monitors = bluez->monitorsAt(bluez->registeredRoots().back());
+    ASSERT_EQ(monitors.size(), 1u);
+    monitor = monitors.front().path;
+  } else {
+    ASSERT_TRUE(until([&] { return bluez->discovering(); }));
+  }
+
+  const auto device = bluez->addDevice("AA:BB:CC:00:00:21");
+  const auto onAir = SteadyClock::now();
+  const auto lastOnAir =
+      monitorPath ? advertiseThroughMonitor(device, monitor, shipped.monitorLostAfterSeconds)
+                  : advertiseThroughDiscovery(device);
+  ASSERT_TRUE(until([&] { return record->closed().has_value(); }, std::chrono::seconds(45)));
+
+  ASSERT_FALSE(record->iBeaconReports.empty());
+  const auto closedAt = *record->closed();
+  const auto lastReport = record->iBeaconReports.back();
+  // Steady state: the reports while the beacon is on the air, after the first
+  // second (its first sighting also reaches the scan that the gate starts).
+  const auto steadyFrom = onAir + std::chrono::seconds(1);
+  const auto steadyTo = onAir + std::chrono::duration_cast<SteadyClock::duration>(
+                                    std::chrono::duration<double>(kOnAirSeconds));
+  const double steadySeconds = secondsBetween(steadyFrom, steadyTo);
+  const auto steadyReports =
+      std::count_if(record->iBeaconReports.begin(), record->iBeaconReports.end(),
+                    [&](Instant at) { return at > steadyFrom && at <= steadyTo; });
+  const double sinceLastReport = secondsBetween(lastReport, closedAt);
+  const double sinceOffAir = secondsBetween(lastOnAir, closedAt);
+  std::cout << (monitorPath ? "advertisement monitor" : "restarted discovery")
+            << ": iBeacon reports " << record->iBeaconReports.size() << ", " << steadyReports
+            << " in the steady " << steadySeconds << " s on the air ("
+            << steadyReports / steadySeconds << " per second); scan stopped " << sinceLastReport
+            << " s after the last report and " << sinceOffAir
+            << " s after the last advertisement on the air; reports at";
+  for (Instant at : record->iBeaconReports) std::cout << ' ' << secondsBetween(onAir, at);
+  std::cout << " s" << std::endl;
+
+  EXPECT_GE(sinceLastReport, kGateSeconds);
+  EXPECT_LE(sinceLastReport, kDiscoveryCloseBound + kLoadSlack);
+  // With the monitor, the last advertisement on the air is repeated until
+  // bluetoothd reports the device lost, at most one refresh later.
+  const double bound = monitorPath
+                           ? shipped.monitorLostAfterSeconds + shipped.monitorRefreshSeconds +
+                                 kGateSeconds + kRangingGraceSeconds
+                           : kDiscoveryCloseBound;
+  EXPECT_LE(sinceOffAir, bound + kLoadSlack);
+}
+
+INSTANTIATE_TEST_SUITE_P(BluezPaths, GateTimingTest,
+                         ::testing::Values(IBeaconPath::restartedDiscovery,
+                                           IBeaconPath::advertisementMonitor),
+                         [](const auto& info) {
+                           return info.param == IBeaconPath::advertisementMonitor
+                                      ? std::string("AdvertisementMonitor")
+                                      : std::string("RestartedDiscovery");
+                         });
+
+}  // namespace
+}  // namespace lumora::testing
