@@ -6,7 +6,7 @@
 #include "core/config/APIConfigurationError.hpp"
 #include "core/config/APIConfigurationFactory.hpp"
 #include "core/config/BeaconSettingsFactory.hpp"
-#include "core/config/PropertyList.hpp"
+#include "core/config/ConfigurationFile.hpp"
 #include "core/util/Uuid.hpp"
 #include "lumora-doctor/ConfigFileBundle.hpp"
 #include "lumora-doctor/Findings.hpp"
@@ -46,12 +46,12 @@ const char* groupName(Environment environment) {
   return environment == Environment::production ? "Production" : "Stage";
 }
 
-void readEndpoints(const std::shared_ptr<ResourceBundle>& bundle, Findings& findings,
+void readEndpoints(const std::shared_ptr<const ConfigurationFile>& file, Findings& findings,
                    std::vector<APIConfiguration>& environments) {
   std::string failures;
   for (const auto environment : {Environment::production, Environment::stage}) {
     try {
-      environments.push_back(APIConfigurationFactory(bundle).createAPIConfiguration(environment));
+      environments.push_back(APIConfigurationFactory(file).createAPIConfiguration(environment));
     } catch (const APIConfigurationError& error) {
       failures += std::string(failures.empty() ? "" : "; ") + groupName(environment) + ": " +
                   error.localizedDescription();
@@ -71,14 +71,15 @@ void readEndpoints(const std::shared_ptr<ResourceBundle>& bundle, Findings& find
   }
 }
 
-void readBeaconSettings(const std::shared_ptr<ResourceBundle>& bundle, Findings& findings) {
+void readBeaconSettings(const std::shared_ptr<const ConfigurationFile>& file, Findings& findings) {
   try {
-    const auto settings = BeaconSettingsFactory(bundle).createBeaconSettings();
+    const auto settings = BeaconSettingsFactory(file).createBeaconSettings();
     findings.ok("beacon settings (iBeacon region " + settings.appleBeaconUUID + ")");
-    if (!Uuid::parse(settings.customBeaconServiceUUID)) {
+    if (!Uuid::parseBluetooth(settings.customBeaconServiceUUID)) {
       findings.warning("CustomBeacon ServiceUUID '" + settings.customBeaconServiceUUID +
-                           "' is not a 128-bit UUID: bluetoothd may refuse the scan filter",
-                       "write the service UUID as 8-4-4-4-12 hexadecimal digits");
+                           "' is not a Bluetooth UUID: no custom beacon can match it",
+                       "write the service UUID as 8-4-4-4-12 hexadecimal digits or as its "
+                       "16- or 32-bit short form");
     }
   } catch (const BeaconSettingsError& error) {
     findings.error(error.localizedDescription() + " (start() cannot scan)",
@@ -100,13 +101,16 @@ SdkPlistCheck::Result SdkPlistCheck::run(const std::optional<std::filesystem::pa
                    configFile ? "pass a readable sdk.plist"
                               : "install the runtime package's sdk.plist to <prefix>/share/lumora, "
                                 "or check your own file with --config FILE");
-  } else if (!PropertyList::loadResource(*located.bundle, "sdk", "plist")) {
-    findings.error(located.path.string() + " is not a property list with a dictionary at its root",
+  } else if (const auto file = std::make_shared<const ConfigurationFile>(*located.bundle);
+             !file->root()) {
+    findings.error(located.path.string() +
+                       " is not a property list with a dictionary at its root, or is nested too "
+                       "deeply",
                    "fix the file's syntax: plistutil -i " + located.path.string());
   } else {
     findings.ok("found " + located.path.string());
-    readEndpoints(located.bundle, findings, result.environments);
-    readBeaconSettings(located.bundle, findings);
+    readEndpoints(file, findings, result.environments);
+    readBeaconSettings(file, findings);
   }
   result.check = findings.check("sdk.plist");
   return result;

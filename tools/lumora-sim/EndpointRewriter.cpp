@@ -2,10 +2,10 @@
 
 #include <plist/plist.h>
 
-#include <algorithm>
 #include <memory>
-#include <string_view>
 
+#include "core/config/PropertyList.hpp"
+#include "core/config/PropertyListScreen.hpp"
 #include "scenario/ScenarioError.hpp"
 
 namespace lumora::tools {
@@ -24,44 +24,11 @@ void pointGroupAt(plist_t group, const std::string& hostAndPort) {
   setString(group, "CreativeCDNURL", hostAndPort);
 }
 
-// libplist parses recursively: a file nested deeply enough overflows the
-// stack. A configuration is a few levels deep; these bounds keep far away.
-constexpr int kMaxXmlDepth = 64;
-constexpr std::uint64_t kMaxBinaryObjects = 10000;
-
-/// The deepest nesting of <dict> and <array> in XML text (self-closing ones do not nest).
-int xmlDepth(std::string_view text) {
-  int depth = 0;
-  int deepest = 0;
-  for (std::size_t at = text.find('<'); at != std::string_view::npos; at = text.find('<', at + 1)) {
-    const std::string_view tag = text.substr(at, text.find('>', at) - at);
-    if (tag.starts_with("</dict") || tag.starts_with("</array")) {
-      --depth;
-    } else if ((tag.starts_with("<dict") || tag.starts_with("<array")) && !tag.ends_with("/")) {
-      deepest = std::max(deepest, ++depth);
-    }
-  }
-  return deepest;
-}
-
-/// The object count in a binary property list's trailer (its last 32 bytes).
-std::uint64_t binaryObjects(const std::vector<std::uint8_t>& bytes) {
-  constexpr std::size_t kTrailer = 32;
-  constexpr std::size_t kCountOffset = 8;
-  if (bytes.size() < kTrailer) return 0;
-  std::uint64_t count = 0;
-  for (std::size_t i = 0; i < 8; ++i) {
-    count = count << 8 | bytes[bytes.size() - kTrailer + kCountOffset + i];
-  }
-  return count;
-}
-
-void checkNesting(const std::vector<std::uint8_t>& bytes) {
-  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-  const bool binary = text.starts_with("bplist");
-  if ((binary && binaryObjects(bytes) > kMaxBinaryObjects) ||
-      (!binary && xmlDepth(text) > kMaxXmlDepth)) {
-    throw ScenarioError("the config file is nested too deeply to be an sdk.plist");
+// libplist parses recursively: the same screen as the SDK's own reading keeps
+// a deeply nested or oversized file away from it.
+void checkShape(const std::vector<std::uint8_t>& bytes) {
+  if (!PropertyListScreen(PropertyList::kLimits).admits(bytes)) {
+    throw ScenarioError("the config file is nested too deeply or too large to be an sdk.plist");
   }
 }
 
@@ -69,7 +36,7 @@ void checkNesting(const std::vector<std::uint8_t>& bytes) {
 
 std::vector<std::uint8_t> EndpointRewriter::rewrite(const std::vector<std::uint8_t>& bytes,
                                                     const std::string& hostAndPort) {
-  checkNesting(bytes);
+  checkShape(bytes);
   plist_t parsed = nullptr;
   plist_from_memory(reinterpret_cast<const char*>(bytes.data()),
                     static_cast<std::uint32_t>(bytes.size()), &parsed);

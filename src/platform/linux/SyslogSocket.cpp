@@ -51,12 +51,17 @@ std::string SyslogSocket::datagram(std::int64_t level, std::string_view message,
 }
 
 void SyslogSocket::send(std::int64_t level, std::string_view message) {
-  const std::string text =
-      datagram(level, message, std::time(nullptr), static_cast<long>(getpid()));
-  // One reconnection when the system log went away since the last line
-  // (journald restarted, or it was not there yet).
+  const std::time_t now = std::time(nullptr);
+  // Without a system log (none on this machine, or journald restarting) the
+  // socket is tried again at most once a second, not for every line.
+  if (fd_ < 0 && now == lastFailedConnect_) return;
+  const std::string text = datagram(level, message, now, static_cast<long>(getpid()));
+  // One reconnection when the system log went away since the last line.
   for (int attempt = 0; attempt < 2; ++attempt) {
-    if (fd_ < 0 && !connectSocket()) return;
+    if (fd_ < 0 && !connectSocket()) {
+      lastFailedConnect_ = now;
+      return;
+    }
     if (::send(fd_, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >= 0) return;
     if (errno != ECONNREFUSED && errno != ENOTCONN && errno != ENOENT) return;
     closeSocket();

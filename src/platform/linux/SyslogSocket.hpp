@@ -35,6 +35,7 @@ class SyslogSocket {
 
   const std::filesystem::path path_;
   int fd_ = -1;
+  std::time_t lastFailedConnect_ = -1;
 };
 
 }  // namespace lumora::platform

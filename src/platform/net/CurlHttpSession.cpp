@@ -16,6 +16,7 @@ namespace lumora::platform {
 namespace {
 
 constexpr int kPollMilliseconds = 1000;
+constexpr long kMaxConnections = 8;
 
 void initializeCurlOnce() {
   static std::once_flag once;
@@ -45,7 +46,14 @@ class CurlHttpSession::Worker {
   explicit Worker(CurlHttpSessionOptions options)
       : options_(std::move(options)),
         extraCertificates_(extraCertificates(options_)),
-        multi_(curl_multi_init()) {}
+        multi_(curl_multi_init()) {
+    // A bounded number of connections, kept alive and reused: under a burst of
+    // new beacons further transfers wait inside curl for a free connection
+    // instead of each opening (and caching) one of its own, which would
+    // exhaust the host's file descriptors.
+    curl_multi_setopt(multi_, CURLMOPT_MAX_TOTAL_CONNECTIONS, kMaxConnections);
+    curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, kMaxConnections);
+  }
   ~Worker() { curl_multi_cleanup(multi_); }
   Worker(const Worker&) = delete;
   Worker& operator=(const Worker&) = delete;

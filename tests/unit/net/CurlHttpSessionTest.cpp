@@ -104,6 +104,22 @@ TEST_F(CurlHttpSessionTest, KeptAliveConnectionIsReusedForTheNextRequest) {
   EXPECT_EQ(seen[0].remotePort, seen[1].remotePort);
 }
 
+TEST_F(CurlHttpSessionTest, ABurstOfRequestsSharesABoundedSetOfConnections) {
+  server.respond("/slow", TestHttpsServer::Response::delayed(std::chrono::milliseconds(50), 200));
+  std::vector<CompletionProbe<HttpResult>> probes(40);
+  for (auto& probe : probes) session->dataTask(request("/slow"), probe.callback());
+  for (auto& probe : probes) {
+    const auto result = std::get<0>(probe.wait());
+    ASSERT_TRUE(result.response);
+    EXPECT_EQ(result.response->statusCode, 200);
+  }
+  std::vector<int> ports;
+  for (const auto& seen : server.requests()) ports.push_back(seen.remotePort);
+  std::sort(ports.begin(), ports.end());
+  ports.erase(std::unique(ports.begin(), ports.end()), ports.end());
+  EXPECT_LE(ports.size(), 8u);
+}
+
 TEST_F(CurlHttpSessionTest, ServerThatNeverAnswersEndsInATimeOutError) {
   server.respond("/hang", TestHttpsServer::Response::neverAnswering());
   HttpRequest r = request("/hang");
