@@ -17,6 +17,7 @@
 #include "lumora-doctor/ReportPrinter.hpp"
 #include "lumora-doctor/SdkPlistCheck.hpp"
 #include "lumora-doctor/UserDefaultsCheck.hpp"
+#include "lumora/LogControl.hpp"
 #include "platform/linux/CertificateTrust.hpp"
 
 namespace {
@@ -33,8 +34,8 @@ std::vector<Check> runChecks(const DoctorCommandLine& line) {
   checks.push_back(BluetoothCheck::run(kBusTimeout));
   checks.push_back(NotificationCheck::run(kBusTimeout));
   checks.push_back(NetworkCheck::run());
-  checks.push_back(
-      EndpointCheck::run(configuration.environments, lumora::platform::configuredExtraCaFile(), kTlsTimeout));
+  checks.push_back(EndpointCheck::run(configuration.environments,
+                                      lumora::platform::configuredExtraCaFile(), kTlsTimeout));
   checks.push_back(UserDefaultsCheck::run());
   return checks;
 }
@@ -42,6 +43,9 @@ std::vector<Check> runChecks(const DoctorCommandLine& line) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // The SDK's readers log what they find; the doctor reports the same findings
+  // itself, and its standard output must stay one report (or one JSON object).
+  lumora::setLogLevel(lumora::LumoraLogLevel::off);
   const std::vector<std::string_view> arguments(argv + 1, argv + argc);
   DoctorCommandLine line;
   try {
