@@ -14,16 +14,15 @@
 #include <cstring>
 #include <string>
 
+#include "FuzzCheck.hpp"
 #include "platform/linux/BluezProperties.hpp"
 
 namespace {
 
+using lumora::fuzz::check;
+
 using lumora::platform::BluezDeviceProperties;
 using lumora::platform::BluezObject;
-
-void check(bool condition) {
-  if (!condition) std::abort();
-}
 
 /// A connection that is never used for traffic: sd-bus only builds messages
 /// for a bus that has been started.

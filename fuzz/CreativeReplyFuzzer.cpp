@@ -12,16 +12,15 @@
 
 #include <nlohmann/json.hpp>
 
+#include "FuzzCheck.hpp"
 #include "core/net/CreativeReplyParser.hpp"
 
 namespace {
 
+using lumora::fuzz::check;
+
 using lumora::Creative;
 using lumora::CreativeReplyParser;
-
-void check(bool condition) {
-  if (!condition) std::abort();
-}
 
 bool isRefusalText(std::string_view text) {
   return text == CreativeReplyParser::kInvalidFormat ||

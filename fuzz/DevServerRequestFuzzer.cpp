@@ -14,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "FuzzCheck.hpp"
 #include "devserver/CreativeTree.hpp"
 #include "devserver/DevServerRouter.hpp"
 #include "devserver/EscapedText.hpp"
@@ -22,14 +23,12 @@
 
 namespace {
 
+using lumora::fuzz::check;
+
 using lumora::tools::EscapedText;
 
 constexpr std::size_t kMaxBody = 512;
 constexpr std::string_view kCreative = R"({"campaignId":1,"creativeId":2})";
-
-void check(bool condition) {
-  if (!condition) std::abort();
-}
 
 /// A small creative tree, removed at exit.
 struct Tree {

@@ -7,15 +7,10 @@
 #include <cstdlib>
 #include <span>
 
+#include "FuzzCheck.hpp"
 #include "platform/ble/IBeaconFrame.hpp"
 
-namespace {
-
-void check(bool condition) {
-  if (!condition) std::abort();
-}
-
-}  // namespace
+using lumora::fuzz::check;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using lumora::platform::IBeaconFrame;

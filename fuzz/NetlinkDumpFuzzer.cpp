@@ -9,18 +9,17 @@
 #include <span>
 #include <vector>
 
+#include "FuzzCheck.hpp"
 #include "platform/linux/NetlinkReachabilityService.hpp"
 
 namespace {
+
+using lumora::fuzz::check;
 
 using lumora::platform::NetlinkReachabilityService;
 
 constexpr std::uint32_t kSequence = 1;
 constexpr std::size_t kSmallestMessage = 16;  // a bare netlink header
-
-void check(bool condition) {
-  if (!condition) std::abort();
-}
 
 bool sameScan(const NetlinkReachabilityService::DumpScan& a,
               const NetlinkReachabilityService::DumpScan& b) {

@@ -15,19 +15,18 @@
 #include <string_view>
 #include <variant>
 
+#include "FuzzCheck.hpp"
 #include "core/notify/TappedPayload.hpp"
 #include "platform/linux/ShownNotifications.hpp"
 
 namespace {
 
+using lumora::fuzz::check;
+
 using lumora::TappedPayload;
 using lumora::platform::NotificationRequest;
 using lumora::platform::NotificationUserInfo;
 using lumora::platform::ShownNotifications;
-
-void check(bool condition) {
-  if (!condition) std::abort();
-}
 
 constexpr const char* kKeys[] = {"bindingId",     "campaignId", "creativeId",  "appName",
                                  "data",          "spaceId",    "phoneNumber", "email",

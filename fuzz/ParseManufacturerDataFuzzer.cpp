@@ -8,13 +8,12 @@
 #include <span>
 #include <vector>
 
+#include "FuzzCheck.hpp"
 #include "core/beacon/BeaconDataParser.hpp"
 
 namespace {
 
-void check(bool condition) {
-  if (!condition) std::abort();
-}
+using lumora::fuzz::check;
 
 bool isLowerHex(char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); }
 

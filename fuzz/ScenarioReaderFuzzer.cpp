@@ -7,16 +7,11 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "FuzzCheck.hpp"
 #include "scenario/ScenarioError.hpp"
 #include "scenario/ScenarioReader.hpp"
 
-namespace {
-
-void check(bool condition) {
-  if (!condition) std::abort();
-}
-
-}  // namespace
+using lumora::fuzz::check;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);

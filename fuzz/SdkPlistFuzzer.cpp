@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "FuzzCheck.hpp"
 #include "core/config/APIConfigurationError.hpp"
 #include "core/config/APIConfigurationFactory.hpp"
 #include "core/config/BeaconSettingsFactory.hpp"
@@ -17,18 +18,8 @@
 
 namespace {
 
-void check(bool condition) {
-  if (!condition) std::abort();
-}
-
-const std::shared_ptr<lumora::platform::SimPlatform>& simPlatform() {
-  static const auto platform = [] {
-    auto sim = std::make_shared<lumora::platform::SimPlatform>();
-    lumora::platform::Platform::install(sim);
-    return sim;
-  }();
-  return platform;
-}
+using lumora::fuzz::check;
+using lumora::fuzz::simPlatform;
 
 void readSettings(const std::shared_ptr<const lumora::ConfigurationFile>& file) {
   try {

@@ -13,28 +13,17 @@
 #include <memory>
 #include <string>
 
+#include "FuzzCheck.hpp"
 #include "platform/linux/PlistUserDefaults.hpp"
 #include "platform/sim/SimPlatform.hpp"
 
 namespace {
 
+using lumora::fuzz::check;
+using lumora::fuzz::simPlatform;
+
 namespace fs = std::filesystem;
 constexpr const char* kUuidKey = "LumoraBeaconSDK.UUID";
-
-void check(bool condition) {
-  if (!condition) std::abort();
-}
-
-// The store logs through the installed platform: a sim one, whose records are
-// cleared after each input.
-const std::shared_ptr<lumora::platform::SimPlatform>& simPlatform() {
-  static const auto platform = [] {
-    auto sim = std::make_shared<lumora::platform::SimPlatform>();
-    lumora::platform::Platform::install(sim);
-    return sim;
-  }();
-  return platform;
-}
 
 // A private folder, on memory-backed storage when there is some.
 const fs::path& folder() {
