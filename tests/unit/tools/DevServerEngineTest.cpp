@@ -8,6 +8,7 @@
 
 #include <fstream>
 #include <functional>
+#include <future>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
@@ -18,6 +19,7 @@
 #include "devserver/DevServerError.hpp"
 #include "devserver/EscapedText.hpp"
 #include "devserver/SelfSignedCertificate.hpp"
+#include "platform/net/CurlHttpSession.hpp"
 
 namespace lumora::tools {
 namespace {
@@ -394,9 +396,19 @@ TEST_F(DevServerEngineTest, ListensOnAnIpv6AddressItsCertificateNames) {
   config.listenAddress = "::1";
   startServer(config);
   EXPECT_EQ(server->hostAndPort(), "[::1]:" + std::to_string(server->port()));
-  const auto result = get("/bucket/binding/1/2/3/4/ios.json");
-  ASSERT_TRUE(result) << httplib::to_string(result.error());
-  EXPECT_EQ(result->status, 200);
+  // Fetched as the SDK fetches, trusting the server's certificate as a host would
+  // (httplib's own client misreads IPv6 address names in certificates).
+  lumora::platform::CurlHttpSessionOptions options;
+  options.extraCaFile = server->caFile().string();
+  lumora::platform::CurlHttpSession session(options);
+  lumora::platform::HttpRequest request;
+  request.url = "https://" + server->hostAndPort() + "/bucket/binding/1/2/3/4/ios.json";
+  std::promise<lumora::platform::HttpResult> done;
+  session.dataTask(request, [&](lumora::platform::HttpResult result) { done.set_value(result); });
+  const auto result = done.get_future().get();
+  ASSERT_FALSE(result.error) << result.error->localizedDescription;
+  ASSERT_TRUE(result.response);
+  EXPECT_EQ(result.response->statusCode, 200);
 }
 
 TEST_F(DevServerEngineTest, EveryProblemOfOneBodyIsReported) {
