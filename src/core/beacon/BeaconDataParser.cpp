@@ -10,20 +10,10 @@ constexpr std::size_t kBindingOffset = 3;
 constexpr std::size_t kSpaceOffset = 6;
 constexpr std::size_t kSpaceLength = 8;
 
-std::string hexText(std::span<const std::uint8_t> bytes) {
-  static constexpr char kDigits[] = "0123456789abcdef";
-  std::string text(bytes.size() * 2, '0');
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    text[2 * i] = kDigits[bytes[i] >> 4];
-    text[2 * i + 1] = kDigits[bytes[i] & 0x0F];
-  }
-  return text;
-}
-
 }  // namespace
 
-std::optional<BeaconDataParser::BeaconData> BeaconDataParser::parseManufacturerData(
-    std::span<const std::uint8_t> data) {
+std::optional<BeaconIdentity> BeaconDataParser::parseIdentity(
+    std::span<const std::uint8_t> data) noexcept {
   if (data.size() < 2) return std::nullopt;
   const std::int64_t companyId = data[0] | data[1] << 8;
   if (companyId != kCompanyId) return std::nullopt;
@@ -31,7 +21,18 @@ std::optional<BeaconDataParser::BeaconData> BeaconDataParser::parseManufacturerD
 
   const auto binding = data.subspan(kBindingOffset, 3);
   const std::int64_t bindingId = std::int64_t{binding[0]} << 16 | binding[1] << 8 | binding[2];
-  return BeaconData{companyId, hexText(data.subspan(kSpaceOffset, kSpaceLength)), bindingId};
+  std::uint64_t space = 0;
+  for (const std::uint8_t byte : data.subspan(kSpaceOffset, kSpaceLength)) {
+    space = space << 8 | byte;
+  }
+  return BeaconIdentity{companyId, space, bindingId};
+}
+
+std::optional<BeaconDataParser::BeaconData> BeaconDataParser::parseManufacturerData(
+    std::span<const std::uint8_t> data) {
+  const auto identity = parseIdentity(data);
+  if (!identity) return std::nullopt;
+  return BeaconData{identity->companyId, identity->spaceId(), identity->bindingId};
 }
 
 }  // namespace lumora

@@ -5,6 +5,8 @@
 #include <span>
 #include <string>
 
+#include "core/beacon/BeaconIdentity.hpp"
+
 namespace lumora {
 
 /// Recognises the library's own beacons in the manufacturer-specific data of a
@@ -35,6 +37,9 @@ class BeaconDataParser {
   /// Pure and thread-safe; rejects foreign data after two bytes and never
   /// reads past byte 13.
   static std::optional<BeaconData> parseManufacturerData(std::span<const std::uint8_t> data);
+  /// The same recognition, giving the triple in packed form: no text is
+  /// built, so an advertisement costs only the reading of its bytes.
+  static std::optional<BeaconIdentity> parseIdentity(std::span<const std::uint8_t> data) noexcept;
 };
 
 }  // namespace lumora

@@ -4,18 +4,6 @@
 #include <utility>
 
 namespace lumora {
-namespace {
-
-constexpr std::size_t kSpaceIdDigits = 16;
-
-/// 0 to 15 for a lower-case hexadecimal digit, -1 for anything else.
-int hexDigitValue(char digit) noexcept {
-  if (digit >= '0' && digit <= '9') return digit - '0';
-  if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
-  return -1;
-}
-
-}  // namespace
 
 BeaconDeduplicator::BeaconDeduplicator(double expirationInterval,
                                        std::shared_ptr<platform::Clock> clock)
@@ -24,23 +12,7 @@ BeaconDeduplicator::BeaconDeduplicator(double expirationInterval,
 std::optional<BeaconDeduplicator::Key> BeaconDeduplicator::key(std::int64_t companyId,
                                                                std::string_view spaceId,
                                                                std::int64_t bindingId) noexcept {
-  if (spaceId.size() != kSpaceIdDigits) return std::nullopt;
-  std::uint64_t space = 0;
-  for (const char digit : spaceId) {
-    const int value = hexDigitValue(digit);
-    if (value < 0) return std::nullopt;
-    space = space << 4 | static_cast<std::uint64_t>(value);
-  }
-  return Key{companyId, space, bindingId};
-}
-
-std::size_t BeaconDeduplicator::KeyHash::operator()(const Key& key) const noexcept {
-  // The space identifier is already well spread; the small identifiers are
-  // spread with odd multipliers before they are mixed in.
-  std::uint64_t hash = key.spaceId;
-  hash ^= static_cast<std::uint64_t>(key.bindingId) * 0x9E3779B97F4A7C15ULL;
-  hash ^= static_cast<std::uint64_t>(key.companyId) * 0xC2B2AE3D27D4EB4FULL;
-  return static_cast<std::size_t>(hash ^ hash >> 29);
+  return BeaconIdentity::fromText(companyId, spaceId, bindingId);
 }
 
 bool BeaconDeduplicator::isFresh(platform::TimePoint timestamp, platform::TimePoint now) const {

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "core/beacon/BeaconIdentity.hpp"
 #include "platform/Clock.hpp"
 
 namespace lumora {
@@ -26,13 +27,7 @@ class BeaconDeduplicator {
  public:
   /// A beacon identity as integers; the space identifier's digits read as one
   /// 64-bit number.
-  struct Key {
-    std::int64_t companyId = 0;
-    std::uint64_t spaceId = 0;
-    std::int64_t bindingId = 0;
-
-    friend bool operator==(const Key&, const Key&) = default;
-  };
+  using Key = BeaconIdentity;
 
   BeaconDeduplicator(double expirationInterval, std::shared_ptr<platform::Clock> clock);
 
@@ -58,16 +53,12 @@ class BeaconDeduplicator {
   std::size_t size() const;
 
  private:
-  struct KeyHash {
-    std::size_t operator()(const Key& key) const noexcept;
-  };
-
   bool isFresh(platform::TimePoint timestamp, platform::TimePoint now) const;
 
   const double entryExpirationInterval_;
   const std::shared_ptr<platform::Clock> clock_;
   mutable std::shared_mutex mutex_;
-  std::unordered_map<Key, platform::TimePoint, KeyHash> entries_;
+  std::unordered_map<Key, platform::TimePoint, Key::Hash> entries_;
 };
 
 }  // namespace lumora

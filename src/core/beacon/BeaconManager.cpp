@@ -1,6 +1,9 @@
 #include "core/beacon/BeaconManager.hpp"
 
-#include <string>
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <span>
 #include <string_view>
 
 #include "core/util/LumoraLogger.hpp"
@@ -10,15 +13,31 @@ namespace {
 
 constexpr std::string_view kLogFile = "BeaconManager";
 
-/// Built in one allocation with room for the caller's prefix, since it runs
-/// for every duplicate sighting.
-std::string describe(std::int64_t companyId, const std::string& spaceId, std::int64_t bindingId) {
-  std::string text;
-  text.reserve(96);
-  text.append("companyId=").append(std::to_string(companyId));
-  text.append(", spaceId=").append(spaceId);
-  text.append(", bindingId=").append(std::to_string(bindingId));
-  return text;
+constexpr std::size_t kSightingTextCapacity = 160;
+using SightingText = std::array<char, kSightingTextCapacity>;
+
+/// "<prefix>companyId=4660, spaceId=0a1b2c3d4e5f6071, bindingId=300", built
+/// in `text` without touching the heap, since it runs for every duplicate
+/// sighting. The buffer holds the longest prefix and any two 64-bit numbers.
+std::string_view describe(std::string_view prefix, const BeaconIdentity& beacon,
+                          SightingText& text) {
+  char* out = text.data();
+  const auto put = [&out](std::string_view part) {
+    out = std::copy(part.begin(), part.end(), out);
+  };
+  const auto putNumber = [&out, &text](std::int64_t number) {
+    out = std::to_chars(out, text.data() + text.size(), number).ptr;
+  };
+  put(prefix);
+  put("companyId=");
+  putNumber(beacon.companyId);
+  put(", spaceId=");
+  beacon.writeSpaceId(
+      std::span<char, BeaconIdentity::kSpaceIdLength>(out, BeaconIdentity::kSpaceIdLength));
+  out += BeaconIdentity::kSpaceIdLength;
+  put(", bindingId=");
+  putNumber(beacon.bindingId);
+  return {text.data(), static_cast<std::size_t>(out - text.data())};
 }
 
 }  // namespace
@@ -46,6 +65,11 @@ BeaconManager::BeaconManager(std::shared_ptr<AppleBeaconScanner> appleBeaconScan
       clock_(std::move(clock)),
       beaconDeduplicator_(kDeduplicationInterval, clock_) {}
 
+BeaconManager::~BeaconManager() {
+  appleBeaconScanner_->setOnBeaconDetected(nullptr);
+  customBeaconScanner_->setOnBeaconDetected(nullptr);
+}
+
 bool BeaconManager::isScanning() const noexcept { return isScanning_; }
 
 void BeaconManager::setIsScanning(bool isScanning) noexcept { isScanning_ = isScanning; }
@@ -55,15 +79,10 @@ void BeaconManager::setListener(std::shared_ptr<BeaconListener> listener) {
 }
 
 void BeaconManager::setupBeaconCallbacks() {
-  std::weak_ptr<BeaconManager> weakSelf = weak_from_this();
-  appleBeaconScanner_->setOnBeaconDetected([weakSelf] {
-    if (auto self = weakSelf.lock()) self->onIBeaconDetected();
-  });
+  // The destructor removes both handlers, so `this` is alive whenever they run.
+  appleBeaconScanner_->setOnBeaconDetected([this] { onIBeaconDetected(); });
   customBeaconScanner_->setOnBeaconDetected(
-      [weakSelf](std::int64_t companyId, const std::string& spaceId, std::int64_t bindingId) {
-        if (auto self = weakSelf.lock())
-          self->onCustomBeaconDetected(companyId, spaceId, bindingId);
-      });
+      [this](const BeaconIdentity& beacon) { onCustomBeaconDetected(beacon); });
 }
 
 void BeaconManager::onIBeaconDetected() {
@@ -72,18 +91,18 @@ void BeaconManager::onIBeaconDetected() {
   if (!customBeaconScanner_->isScanning()) customBeaconScanner_->startScanning(nullptr);
 }
 
-void BeaconManager::onCustomBeaconDetected(std::int64_t companyId, const std::string& spaceId,
-                                           std::int64_t bindingId) {
+void BeaconManager::onCustomBeaconDetected(const BeaconIdentity& beacon) {
   if (!iBeaconDetected_) return;
-  if (beaconDeduplicator_.contains(companyId, spaceId, bindingId)) {
+  SightingText text;
+  if (beaconDeduplicator_.contains(beacon)) {
     LUMORA_LOG(LogLevel::debug, kLogFile, "setupBeaconCallbacks()",
-               "Skipping duplicate beacon data: " + describe(companyId, spaceId, bindingId));
+               describe("Skipping duplicate beacon data: ", beacon, text));
     return;
   }
-  beaconDeduplicator_.add(companyId, spaceId, bindingId);
+  beaconDeduplicator_.add(beacon);
   LUMORA_LOG(LogLevel::debug, kLogFile, "setupBeaconCallbacks()",
-             "Processing beacon data: " + describe(companyId, spaceId, bindingId));
-  if (listener_) listener_->onBeaconDetected(companyId, spaceId, bindingId);
+             describe("Processing beacon data: ", beacon, text));
+  if (listener_) listener_->onBeaconDetected(beacon.companyId, beacon.spaceId(), beacon.bindingId);
 }
 
 void BeaconManager::startScanning(AbstractBeaconScanner::Completion completion) {

@@ -6,6 +6,7 @@
 #include "core/beacon/AbstractBeaconScanner.hpp"
 #include "core/beacon/AppleBeaconScanner.hpp"
 #include "core/beacon/BeaconDeduplicator.hpp"
+#include "core/beacon/BeaconIdentity.hpp"
 #include "core/beacon/BeaconListener.hpp"
 #include "core/beacon/CustomBeaconScanner.hpp"
 #include "core/config/BeaconSettings.hpp"
@@ -28,6 +29,10 @@ namespace lumora {
 /// The gate does not depend on isScanning(): an iBeacon the scanner reports on
 /// its own (after an authorization report) opens it even while stopped.
 /// Timers hold the manager weakly and are not cancelled when it is released.
+/// The scanners' detection handlers refer to the manager plainly, since they
+/// run for every advertisement: the manager owns both scanners and removes
+/// the handlers when it is destroyed, so a handler that runs finds it alive.
+/// (The manager must not be released from inside its own listener call.)
 class BeaconManager : public std::enable_shared_from_this<BeaconManager> {
  public:
   static constexpr double kDeduplicationInterval = 30.0;
@@ -40,6 +45,8 @@ class BeaconManager : public std::enable_shared_from_this<BeaconManager> {
       std::shared_ptr<AppleBeaconScanner> appleBeaconScanner,
       std::shared_ptr<CustomBeaconScanner> customBeaconScanner, BeaconSettings beaconSettings,
       std::shared_ptr<platform::MainQueue> mainQueue, std::shared_ptr<platform::Clock> clock);
+  /// Removes the detection handlers it installed.
+  ~BeaconManager();
 
   bool isScanning() const noexcept;
   void setIsScanning(bool isScanning) noexcept;
@@ -60,8 +67,7 @@ class BeaconManager : public std::enable_shared_from_this<BeaconManager> {
 
   void setupBeaconCallbacks();
   void onIBeaconDetected();
-  void onCustomBeaconDetected(std::int64_t companyId, const std::string& spaceId,
-                              std::int64_t bindingId);
+  void onCustomBeaconDetected(const BeaconIdentity& beacon);
   void startCleanupTimer();
   void startIBeaconTimeoutTimer();
   void onIBeaconTimeoutTick();

@@ -1,18 +1,19 @@
 #include "core/beacon/CBManagerDelegateHandler.hpp"
 
+#include "core/beacon/BeaconDataParser.hpp"
+
 namespace lumora {
 
-std::weak_ptr<CBManagerDelegateHandlerDelegate> CBManagerDelegateHandler::delegate() const {
+CBManagerDelegateHandlerDelegate* CBManagerDelegateHandler::delegate() const noexcept {
   return delegate_;
 }
 
-void CBManagerDelegateHandler::setDelegate(
-    std::weak_ptr<CBManagerDelegateHandlerDelegate> delegate) {
-  delegate_ = std::move(delegate);
+void CBManagerDelegateHandler::setDelegate(CBManagerDelegateHandlerDelegate* delegate) noexcept {
+  delegate_ = delegate;
 }
 
 void CBManagerDelegateHandler::didUpdateState(CBManagerState state) {
-  if (auto delegate = delegate_.lock()) delegate->didUpdateState(state);
+  if (delegate_) delegate_->didUpdateState(state);
 }
 
 void CBManagerDelegateHandler::centralDidUpdateState(std::int64_t state) {
@@ -27,10 +28,8 @@ void CBManagerDelegateHandler::centralDidDiscover(
 void CBManagerDelegateHandler::processAdvertisementData(
     const platform::AdvertisementData& advertisementData) {
   if (!advertisementData.manufacturerData) return;
-  const auto beaconData =
-      BeaconDataParser::parseManufacturerData(*advertisementData.manufacturerData);
-  if (!beaconData) return;
-  if (auto delegate = delegate_.lock()) delegate->didDiscoverBeacon(*beaconData);
+  const auto beacon = BeaconDataParser::parseIdentity(*advertisementData.manufacturerData);
+  if (beacon && delegate_) delegate_->didDiscoverBeacon(*beacon);
 }
 
 }  // namespace lumora

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <memory>
-
 #include "core/beacon/CBCentralManagerProtocol.hpp"
 #include "core/beacon/CBManagerDelegateHandlerDelegate.hpp"
 #include "platform/BleCentral.hpp"
@@ -13,11 +11,17 @@ namespace lumora {
 /// data is a custom beacon into a didDiscoverBeacon call. Everything else is
 /// dropped silently. It needs nothing of the central itself, which holds it
 /// as its delegate.
+///
+/// The delegate is the scanner that owns this handler, and the scanner
+/// detaches itself before it goes away. So the handler keeps a plain pointer
+/// that is valid whenever it is set, and an advertisement costs no
+/// reference-count traffic; once the scanner is gone, events are dropped.
+/// Everything runs on the main queue.
 class CBManagerDelegateHandler : public platform::BleCentralDelegate {
  public:
-  std::weak_ptr<CBManagerDelegateHandlerDelegate> delegate() const;
-  /// Held weakly.
-  void setDelegate(std::weak_ptr<CBManagerDelegateHandlerDelegate> delegate);
+  CBManagerDelegateHandlerDelegate* delegate() const noexcept;
+  /// Not owned: a delegate sets nullptr here before it is destroyed.
+  void setDelegate(CBManagerDelegateHandlerDelegate* delegate) noexcept;
 
   void didUpdateState(CBManagerState state);
   void centralDidUpdateState(std::int64_t state) override;
@@ -25,7 +29,7 @@ class CBManagerDelegateHandler : public platform::BleCentralDelegate {
   void processAdvertisementData(const platform::AdvertisementData& advertisementData);
 
  private:
-  std::weak_ptr<CBManagerDelegateHandlerDelegate> delegate_;
+  CBManagerDelegateHandlerDelegate* delegate_ = nullptr;
 };
 
 }  // namespace lumora

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/beacon/BeaconDataParser.hpp"
+#include "core/beacon/BeaconIdentity.hpp"
 #include "core/beacon/CBCentralManagerProtocol.hpp"
 
 namespace lumora {
@@ -11,7 +11,7 @@ class CBManagerDelegateHandlerDelegate {
   virtual ~CBManagerDelegateHandlerDelegate() = default;
 
   virtual void didUpdateState(CBManagerState state) = 0;
-  virtual void didDiscoverBeacon(const BeaconDataParser::BeaconData& beaconData) = 0;
+  virtual void didDiscoverBeacon(const BeaconIdentity& beaconData) = 0;
 };
 
 }  // namespace lumora

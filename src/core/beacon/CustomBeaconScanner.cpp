@@ -23,7 +23,7 @@ std::shared_ptr<CustomBeaconScanner> CustomBeaconScanner::create(
     std::shared_ptr<LocationManagerProtocol> locationManager, BeaconSettings beaconSettings) {
   auto scanner = std::shared_ptr<CustomBeaconScanner>(new CustomBeaconScanner(
       std::move(centralManager), std::move(locationManager), std::move(beaconSettings)));
-  scanner->delegateHandler_->setDelegate(scanner);
+  scanner->delegateHandler_->setDelegate(scanner.get());
   return scanner;
 }
 
@@ -36,6 +36,8 @@ CustomBeaconScanner::CustomBeaconScanner(std::shared_ptr<CBCentralManagerProtoco
       scanServices_{scanService(beaconSettings.customBeaconServiceUUID)} {
   centralManager_->setDelegate(delegateHandler_);
 }
+
+CustomBeaconScanner::~CustomBeaconScanner() { delegateHandler_->setDelegate(nullptr); }
 
 const CustomBeaconScanner::DetectionHandler& CustomBeaconScanner::onBeaconDetected()
     const noexcept {
@@ -104,10 +106,8 @@ void CustomBeaconScanner::didUpdateState(CBManagerState state) {
   if (state == CBManagerState::poweredOn && isScanning()) scan();
 }
 
-void CustomBeaconScanner::didDiscoverBeacon(const BeaconDataParser::BeaconData& beaconData) {
-  if (onBeaconDetected_) {
-    onBeaconDetected_(beaconData.companyId, beaconData.spaceId, beaconData.bindingId);
-  }
+void CustomBeaconScanner::didDiscoverBeacon(const BeaconIdentity& beaconData) {
+  if (onBeaconDetected_) onBeaconDetected_(beaconData);
 }
 
 }  // namespace lumora

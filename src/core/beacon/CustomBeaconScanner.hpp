@@ -1,12 +1,12 @@
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "core/beacon/AbstractBeaconScanner.hpp"
+#include "core/beacon/BeaconIdentity.hpp"
 #include "core/beacon/CBCentralManagerProtocol.hpp"
 #include "core/beacon/CBManagerDelegateHandler.hpp"
 #include "core/beacon/CBManagerDelegateHandlerDelegate.hpp"
@@ -24,8 +24,7 @@ namespace lumora {
 /// or text the central will not match); the settings loader validates it.
 class CustomBeaconScanner : public AbstractBeaconScanner, public CBManagerDelegateHandlerDelegate {
  public:
-  using DetectionHandler = std::function<void(std::int64_t companyId, const std::string& spaceId,
-                                              std::int64_t bindingId)>;
+  using DetectionHandler = std::function<void(const BeaconIdentity& beacon)>;
 
   static constexpr double kPoweredOnTimeout = 2.0;
 
@@ -33,6 +32,8 @@ class CustomBeaconScanner : public AbstractBeaconScanner, public CBManagerDelega
   static std::shared_ptr<CustomBeaconScanner> create(
       std::shared_ptr<CBCentralManagerProtocol> centralManager,
       std::shared_ptr<LocationManagerProtocol> locationManager, BeaconSettings beaconSettings);
+  /// Detaches from the delegate handler, which the central may keep.
+  ~CustomBeaconScanner() override;
 
   const DetectionHandler& onBeaconDetected() const noexcept;
   void setOnBeaconDetected(DetectionHandler handler);
@@ -47,7 +48,7 @@ class CustomBeaconScanner : public AbstractBeaconScanner, public CBManagerDelega
 
   /// Restores the scan when the radio comes back on while scanning.
   void didUpdateState(CBManagerState state) override;
-  void didDiscoverBeacon(const BeaconDataParser::BeaconData& beaconData) override;
+  void didDiscoverBeacon(const BeaconIdentity& beaconData) override;
 
  private:
   CustomBeaconScanner(std::shared_ptr<CBCentralManagerProtocol> centralManager,

@@ -136,8 +136,7 @@ TEST_F(Bluetooth, WhenInUseLocationPermissionRefusesTheScan) {
 
 TEST_F(Bluetooth, OnlyAdvertisementsCarryingACustomBeaconAreReported) {
   int detected = 0;
-  customScanner->setOnBeaconDetected(
-      [&](std::int64_t, const std::string&, std::int64_t) { ++detected; });
+  customScanner->setOnBeaconDetected([&](const BeaconIdentity&) { ++detected; });
   auto withoutData = customBeacon();
   withoutData.manufacturerData.reset();
   auto foreign = iBeacon();
@@ -157,8 +156,7 @@ class ServiceUuidForm : public DetectionWorld, public ::testing::WithParamInterf
 
 TEST_P(ServiceUuidForm, IsScannedInItsFullFormAndFindsTheBeacons) {
   int detected = 0;
-  customScanner->setOnBeaconDetected(
-      [&](std::int64_t, const std::string&, std::int64_t) { ++detected; });
+  customScanner->setOnBeaconDetected([&](const BeaconIdentity&) { ++detected; });
   customScanner->startScanning(nullptr);
   ASSERT_EQ(central->scanRecords().size(), 1u);
   EXPECT_EQ(central->scanRecords()[0].serviceUuids,
