@@ -29,6 +29,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   check(parsed->bindingId >= 0 && parsed->bindingId < (1 << 24));
   check(parsed->spaceId.size() == 16);
   for (char c : parsed->spaceId) check(isLowerHex(c));
+  // The packed identity the detection path uses is the one its text names.
+  check(lumora::BeaconIdentity::fromText(parsed->companyId, parsed->spaceId, parsed->bindingId) ==
+        lumora::BeaconDataParser::parseIdentity(bytes));
 
   // Bytes from offset 14 on only count toward the length.
   std::vector<std::uint8_t> blanked(bytes.begin(), bytes.end());

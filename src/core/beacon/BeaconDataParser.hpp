@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -38,8 +39,29 @@ class BeaconDataParser {
   /// reads past byte 13.
   static std::optional<BeaconData> parseManufacturerData(std::span<const std::uint8_t> data);
   /// The same recognition, giving the triple in packed form: no text is
-  /// built, so an advertisement costs only the reading of its bytes.
-  static std::optional<BeaconIdentity> parseIdentity(std::span<const std::uint8_t> data) noexcept;
+  /// built, so an advertisement costs only the reading of its bytes. Defined
+  /// here so that the scanner rejects foreign data without a call.
+  static std::optional<BeaconIdentity> parseIdentity(std::span<const std::uint8_t> data) noexcept {
+    if (data.size() < 2 || data[0] != kCompanyIdLow || data[1] != kCompanyIdHigh) {
+      return std::nullopt;
+    }
+    if (data.size() < kMinimumLength || data[2] != kFormatMarker) return std::nullopt;
+    const std::int64_t bindingId = std::int64_t{data[3]} << 16 | data[4] << 8 | data[5];
+    std::uint64_t space = 0;
+    for (const std::uint8_t byte : data.subspan(kSpaceOffset, kSpaceLength)) {
+      space = space << 8 | byte;
+    }
+    return BeaconIdentity{kCompanyId, space, bindingId};
+  }
+
+ private:
+  static constexpr std::int64_t kCompanyId = 0x1234;
+  static constexpr std::uint8_t kCompanyIdLow = kCompanyId & 0xFF;
+  static constexpr std::uint8_t kCompanyIdHigh = kCompanyId >> 8;
+  static constexpr std::uint8_t kFormatMarker = 0x03;
+  static constexpr std::size_t kMinimumLength = 25;
+  static constexpr std::size_t kSpaceOffset = 6;
+  static constexpr std::size_t kSpaceLength = 8;
 };
 
 }  // namespace lumora

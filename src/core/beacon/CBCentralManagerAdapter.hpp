@@ -22,9 +22,9 @@ namespace lumora {
 ///   auto central = CBCentralManagerAdapter::create(platform->bleCentral(),
 ///                                                  platform->mainQueue());
 ///   central->waitForPoweredOn(2.0, [](bool on) { ... });
-class CBCentralManagerAdapter : public CBCentralManagerProtocol,
-                                public platform::BleCentralDelegate,
-                                public std::enable_shared_from_this<CBCentralManagerAdapter> {
+class CBCentralManagerAdapter final : public CBCentralManagerProtocol,
+                                      public platform::BleCentralDelegate,
+                                      public std::enable_shared_from_this<CBCentralManagerAdapter> {
  public:
   /// Makes the adapter the platform central's delegate.
   static std::shared_ptr<CBCentralManagerAdapter> create(

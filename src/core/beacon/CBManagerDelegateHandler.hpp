@@ -17,7 +17,7 @@ namespace lumora {
 /// that is valid whenever it is set, and an advertisement costs no
 /// reference-count traffic; once the scanner is gone, events are dropped.
 /// Everything runs on the main queue.
-class CBManagerDelegateHandler : public platform::BleCentralDelegate {
+class CBManagerDelegateHandler final : public platform::BleCentralDelegate {
  public:
   CBManagerDelegateHandlerDelegate* delegate() const noexcept;
   /// Not owned: a delegate sets nullptr here before it is destroyed.
