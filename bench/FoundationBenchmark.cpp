@@ -26,6 +26,15 @@ void BM_ParseCustomBeacon(benchmark::State& state) {
 }
 BENCHMARK(BM_ParseCustomBeacon);
 
+// The same beacon recognised into its packed identity, as detection does.
+void BM_ParseCustomBeaconIdentity(benchmark::State& state) {
+  const auto payload = customBeaconPayload();
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(BeaconDataParser::parseIdentity(payload));
+  }
+}
+BENCHMARK(BM_ParseCustomBeaconIdentity);
+
 void BM_ParseForeignData(benchmark::State& state) {
   // An iBeacon advertisement under Apple's company identifier.
   std::vector<std::uint8_t> payload(25, 0x00);
