@@ -152,6 +152,7 @@ void DevServerEngine::start() {
 
   httplib::SSLServer& server = *running->server;
   server.set_keep_alive_timeout(config_.keepAliveSeconds);
+  if (config_.closeAfterEachRequest) server.set_keep_alive_max_count(1);
   server.set_read_timeout(config_.readTimeoutSeconds);
   server.set_payload_max_length(config_.maxBodyBytes);
   server.new_task_queue = [threads = static_cast<std::size_t>(std::max(1, config_.workerThreads))] {

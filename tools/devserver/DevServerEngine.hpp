@@ -42,10 +42,15 @@ struct DevServerConfig {
   /// the timeouts closes it, so this bounds how many idle clients can be
   /// open before another client has to wait.
   int workerThreads = 64;
-  /// How long an idle connection is kept open for the next request. stop()
-  /// waits for idle connections to close, so an embedded server that must
-  /// stop at once uses 0 (each connection then serves back-to-back requests only).
+  /// How long a connection is kept open waiting for its next request (the
+  /// first one too, once the handshake is done).
   int keepAliveSeconds = 5;
+  /// Answer every request with "Connection: close". stop() waits for idle
+  /// connections to close, so an embedded server that must stop at once sets
+  /// this rather than a zero keep-alive: a zero wait also drops a connection
+  /// whose first request is a few milliseconds late, which a busy machine
+  /// turns into "Empty reply from server" at the client.
+  bool closeAfterEachRequest = false;
 };
 
 /// The development server: HTTPS (by default on 127.0.0.1), serving the

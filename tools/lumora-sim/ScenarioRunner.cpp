@@ -76,7 +76,7 @@ void ScenarioRunner::startEmbeddedServer() {
   config.creativesDir = *scenario_.creatives;
   config.certDir = certificateFolder_->path();
   config.console = &*serverOutput_;
-  config.keepAliveSeconds = 0;
+  config.closeAfterEachRequest = true;
   server_ = std::make_unique<DevServerEngine>(config);
   try {
     server_->start();
