@@ -47,12 +47,20 @@ using Clock = std::chrono::steady_clock;
 
 FILE* out = stdout;  // results; the SDK's own log lines go to /dev/null
 
-double cpuSeconds() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
+/// CPU time of every thread of this process, and how often they went to sleep.
+struct Usage {
+  double cpuSeconds = 0;
+  long sleeps = 0;
+};
+
+Usage usage() {
+  rusage self{};
+  getrusage(RUSAGE_SELF, &self);
   const auto seconds = [](const timeval& t) { return t.tv_sec + t.tv_usec / 1e6; };
-  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+  return {seconds(self.ru_utime) + seconds(self.ru_stime), self.ru_nvcsw};
 }
+
+double cpuSeconds() { return usage().cpuSeconds; }
 
 double residentMegabytes() {
   long pages = 0, resident = 0;
@@ -352,16 +360,17 @@ void iterateMainContext(double seconds) {
 
 struct Phase {
   double cpuMicrosPerAdvertisement = 0;
-  double drainSeconds = 0;  // from the load's end until this process is idle again
+  double sleepsPerAdvertisement = 0;  // voluntary context switches, all threads
+  double drainSeconds = 0;            // from the load's end until this process is idle again
   Load::Result load;
-  bool sustained() const { return load.skipped == 0 && drainSeconds < 0.5; }
+  bool sustained() const { return load.sent > 0 && load.skipped == 0 && drainSeconds < 0.5; }
 };
 
 /// Runs `turn(seconds)` (one slice of the process's work) while lumora-bluez-load
 /// plays `plan`, then until the process is idle.
 Phase measure(const fs::path& tool, const PrivateBus& bus, const lumora::tools::LoadPlan& plan,
               const std::function<void(double)>& turn) {
-  const double cpuBefore = cpuSeconds();
+  const Usage before = usage();
   Load load(tool, {"--bus", bus.address(), "--rate", std::to_string(plan.rate), "--seconds",
                    std::to_string(plan.seconds), "--identities", std::to_string(plan.identities),
                    "--identity-lifetime", std::to_string(plan.identityLifetime), "--ibeacon-share",
@@ -381,18 +390,20 @@ Phase measure(const fs::path& tool, const PrivateBus& bus, const lumora::tools::
   }
   phase.load = load.finish();
   if (phase.load.sent > 0) {
-    phase.cpuMicrosPerAdvertisement =
-        (cpuSeconds() - cpuBefore) * 1e6 / static_cast<double>(phase.load.sent);
+    const Usage after = usage();
+    const auto sent = static_cast<double>(phase.load.sent);
+    phase.cpuMicrosPerAdvertisement = (after.cpuSeconds - before.cpuSeconds) * 1e6 / sent;
+    phase.sleepsPerAdvertisement = static_cast<double>(after.sleeps - before.sleeps) / sent;
   }
   return phase;
 }
 
 void printPhase(const char* who, double rate, const Phase& phase) {
   std::fprintf(out,
-               "%-6s %6.0f/s  sent %8llu  CPU %6.2f us/adv  drain %5.2f s  skipped %llu  %s  "
-               "(load tool %.2f us/signal)\n",
+               "%-6s %6.0f/s  sent %8llu  CPU %6.2f us/adv  sleeps %4.2f/adv  drain %5.2f s  "
+               "skipped %llu  %s  (load tool %.2f us/signal)\n",
                who, rate, static_cast<unsigned long long>(phase.load.sent),
-               phase.cpuMicrosPerAdvertisement, phase.drainSeconds,
+               phase.cpuMicrosPerAdvertisement, phase.sleepsPerAdvertisement, phase.drainSeconds,
                static_cast<unsigned long long>(phase.load.skipped),
                phase.sustained() ? "sustained" : "BACKLOG", phase.load.cpuMicrosPerSignal);
   std::fflush(out);
@@ -410,17 +421,24 @@ int runRates(const fs::path& tool, const fs::path& directory) {
     plan.identityLifetime = 1e6;
     return plan;
   };
+  // Both sides first hear a short unmeasured run, so that one-time work
+  // (connections, the SDK's first fetches of every identity) stays out of the
+  // figures.
+  auto warmUp = planAt(rates.front());
+  warmUp.seconds = 2;
   double bestSdk = 0, bestFloor = 0;
   std::map<double, double> floorCost;  // us per advertisement by rate
   {
     FloorSubscriber floor(bus.address());
     bool started = false;
+    const auto floorTurn = [&](double s) {
+      if (!started) started = floor.startDiscovery();
+      floor.runFor(s);
+    };
+    measure(tool, bus, warmUp, floorTurn);
     for (double rate : rates) {
-      const auto phase = measure(tool, bus, planAt(rate), [&](double s) {
-        if (!started) started = floor.startDiscovery();
-        floor.runFor(s);
-      });
       started = false;
+      const auto phase = measure(tool, bus, planAt(rate), floorTurn);
       printPhase("floor", rate, phase);
       floorCost[rate] = phase.cpuMicrosPerAdvertisement;
       if (phase.sustained()) bestFloor = rate;
@@ -430,6 +448,7 @@ int runRates(const fs::path& tool, const fs::path& directory) {
   {
     Sdk sdk(directory / "sdk", bus, server);
     iterateMainContext(1);  // bus names, adapter, discovery
+    measure(tool, bus, warmUp, iterateMainContext);
     for (double rate : rates) {
       const auto phase = measure(tool, bus, planAt(rate), iterateMainContext);
       printPhase("sdk", rate, phase);
