@@ -1,6 +1,8 @@
 // lumora-linux-bench: the whole Linux path (BlueZ signals -> sd-bus -> core ->
 // pipeline) against lumora-bluez-load on a private bus, beside the floor: a
-// minimal sd-bus subscriber that only unpacks ManufacturerData.
+// minimal sd-bus subscriber that only unpacks ManufacturerData. Each side has
+// a bus of its own and the two take turns at every rate; CPU is that of the
+// whole process (every thread) from the load's start until it is idle again.
 //
 //   lumora-linux-bench                 CPU per advertisement at 1,000 / 5,000 /
 //                                      20,000 per second and the highest rate
@@ -26,7 +28,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <map>
 #include <memory>
 #include <regex>
 #include <stdexcept>
@@ -409,14 +410,43 @@ void printPhase(const char* who, double rate, const Phase& phase) {
   std::fflush(out);
 }
 
+/// One side of the comparison, on a bus of its own: while one side is
+/// measured the other hears nothing, so the two can take turns rate by rate
+/// and see the same machine load.
+struct Side {
+  const char* name;
+  const PrivateBus& bus;
+  std::function<void()> beforePhase;
+  std::function<void(double)> turn;
+  double bestRate = 0;
+  bool saturated = false;
+
+  Phase run(const fs::path& tool, const lumora::tools::LoadPlan& plan) {
+    beforePhase();
+    return measure(tool, bus, plan, turn);
+  }
+};
+
 int runRates(const fs::path& tool, const fs::path& directory) {
-  PrivateBus bus(directory);
+  fs::create_directories(directory / "floor-bus");
+  fs::create_directories(directory / "sdk-bus");
+  const PrivateBus floorBus(directory / "floor-bus"), sdkBus(directory / "sdk-bus");
   CreativeServer server(directory);
-  const std::vector<double> rates{1000, 2000, 5000, 10000, 20000, 30000, 40000};
-  const auto planAt = [](double rate) {
+  FloorSubscriber floorSubscriber(floorBus.address());
+  bool discovering = false;
+  Side floor{"floor", floorBus, [&] { discovering = false; },
+             [&](double seconds) {
+               if (!discovering) discovering = floorSubscriber.startDiscovery();
+               floorSubscriber.runFor(seconds);
+             }};
+  Sdk sdkInstance(directory / "sdk", sdkBus, server);
+  iterateMainContext(1);  // bus names, adapter, discovery
+  Side sdk{"sdk", sdkBus, [] {}, iterateMainContext};
+
+  const auto planAt = [](double rate, double seconds) {
     lumora::tools::LoadPlan plan;  // few identities: the per-advertisement path dominates
     plan.rate = rate;
-    plan.seconds = 5;
+    plan.seconds = seconds;
     plan.identities = 50;
     plan.identityLifetime = 1e6;
     return plan;
@@ -424,43 +454,27 @@ int runRates(const fs::path& tool, const fs::path& directory) {
   // Both sides first hear a short unmeasured run, so that one-time work
   // (connections, the SDK's first fetches of every identity) stays out of the
   // figures.
-  auto warmUp = planAt(rates.front());
-  warmUp.seconds = 2;
-  double bestSdk = 0, bestFloor = 0;
-  std::map<double, double> floorCost;  // us per advertisement by rate
-  {
-    FloorSubscriber floor(bus.address());
-    bool started = false;
-    const auto floorTurn = [&](double s) {
-      if (!started) started = floor.startDiscovery();
-      floor.runFor(s);
-    };
-    measure(tool, bus, warmUp, floorTurn);
-    for (double rate : rates) {
-      started = false;
-      const auto phase = measure(tool, bus, planAt(rate), floorTurn);
-      printPhase("floor", rate, phase);
-      floorCost[rate] = phase.cpuMicrosPerAdvertisement;
-      if (phase.sustained()) bestFloor = rate;
-      if (rate >= 20000 && !phase.sustained()) break;
+  floor.run(tool, planAt(1000, 2));
+  sdk.run(tool, planAt(1000, 2));
+  for (double rate : {1000, 2000, 5000, 10000, 20000, 30000, 40000}) {
+    double cost[2] = {0, 0};
+    Side* sides[2] = {&floor, &sdk};
+    for (int i = 0; i < 2; ++i) {
+      Side& side = *sides[i];
+      if (side.saturated) continue;
+      const auto phase = side.run(tool, planAt(rate, 5));
+      printPhase(side.name, rate, phase);
+      cost[i] = phase.cpuMicrosPerAdvertisement;
+      if (phase.sustained()) side.bestRate = rate;
+      side.saturated = rate >= 20000 && !phase.sustained();
     }
-  }
-  {
-    Sdk sdk(directory / "sdk", bus, server);
-    iterateMainContext(1);  // bus names, adapter, discovery
-    measure(tool, bus, warmUp, iterateMainContext);
-    for (double rate : rates) {
-      const auto phase = measure(tool, bus, planAt(rate), iterateMainContext);
-      printPhase("sdk", rate, phase);
-      if (floorCost.count(rate) && floorCost[rate] > 0) {
-        std::fprintf(out, "       ratio sdk/floor at %.0f/s: %.2fx\n", rate,
-                     phase.cpuMicrosPerAdvertisement / floorCost[rate]);
-      }
-      if (phase.sustained()) bestSdk = rate;
-      if (rate >= 20000 && !phase.sustained()) break;
+    if (cost[0] > 0 && cost[1] > 0) {
+      std::fprintf(out, "       ratio sdk/floor at %.0f/s: %.2fx\n", rate, cost[1] / cost[0]);
     }
+    if (floor.saturated && sdk.saturated) break;
   }
-  std::fprintf(out, "highest rate sustained: sdk %.0f/s, floor %.0f/s\n", bestSdk, bestFloor);
+  std::fprintf(out, "highest rate sustained: sdk %.0f/s, floor %.0f/s\n", sdk.bestRate,
+               floor.bestRate);
   return 0;
 }
 
