@@ -195,10 +195,10 @@ class CreativeServer {
     });
     server_.Post(R"(/.*device_events)",
                  [](const auto&, auto& reply) { reply.set_content("{}", "application/json"); });
-    // One request per connection, and enough workers: a worker waiting on an
-    // idle keep-alive connection leaves new connections queued, and the SDK
-    // opens a new connection for most requests.
-    server_.set_keep_alive_max_count(1);
+    // Connections stay open for many requests, as a CDN keeps them: the SDK
+    // holds a few open and reuses them, and there are more workers than it
+    // ever opens, so none waits behind an idle connection.
+    server_.set_keep_alive_max_count(100000);
     server_.new_task_queue = [] { return new httplib::ThreadPool(64); };
     port_ = server_.bind_to_any_port("127.0.0.1");
     thread_ = std::thread([this] { server_.listen_after_bind(); });
