@@ -160,7 +160,6 @@ class LinuxSystemLog::Writer {
   bool hasWork() const { return !lines_.empty() || dropped_ > 0; }
 
   void output(const std::deque<QueuedLine>& batch) {
-    chunk_.clear();
     for (const auto& line : batch) {
       if (line.toSystemLog) {
         socket_.send(line.level, std::string_view(line.text).substr(0, line.text.size() - 1));
