@@ -1,6 +1,8 @@
 // lumora-linux-bench: the whole Linux path (BlueZ signals -> sd-bus -> core ->
 // pipeline) against lumora-bluez-load on a private bus, beside the floor: a
-// minimal sd-bus subscriber that only unpacks ManufacturerData.
+// minimal sd-bus subscriber that only unpacks ManufacturerData. Each side has
+// a bus of its own and the two take turns at every rate; CPU is that of the
+// whole process (every thread) from the load's start until it is idle again.
 //
 //   lumora-linux-bench                 CPU per advertisement at 1,000 / 5,000 /
 //                                      20,000 per second and the highest rate
@@ -26,7 +28,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <map>
 #include <memory>
 #include <regex>
 #include <stdexcept>
@@ -47,12 +48,20 @@ using Clock = std::chrono::steady_clock;
 
 FILE* out = stdout;  // results; the SDK's own log lines go to /dev/null
 
-double cpuSeconds() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
+/// CPU time of every thread of this process, and how often they went to sleep.
+struct Usage {
+  double cpuSeconds = 0;
+  long sleeps = 0;
+};
+
+Usage usage() {
+  rusage self{};
+  getrusage(RUSAGE_SELF, &self);
   const auto seconds = [](const timeval& t) { return t.tv_sec + t.tv_usec / 1e6; };
-  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+  return {seconds(self.ru_utime) + seconds(self.ru_stime), self.ru_nvcsw};
 }
+
+double cpuSeconds() { return usage().cpuSeconds; }
 
 double residentMegabytes() {
   long pages = 0, resident = 0;
@@ -186,10 +195,10 @@ class CreativeServer {
     });
     server_.Post(R"(/.*device_events)",
                  [](const auto&, auto& reply) { reply.set_content("{}", "application/json"); });
-    // One request per connection, and enough workers: a worker waiting on an
-    // idle keep-alive connection leaves new connections queued, and the SDK
-    // opens a new connection for most requests.
-    server_.set_keep_alive_max_count(1);
+    // Connections stay open for many requests, as a CDN keeps them: the SDK
+    // holds a few open and reuses them, and there are more workers than it
+    // ever opens, so none waits behind an idle connection.
+    server_.set_keep_alive_max_count(100000);
     server_.new_task_queue = [] { return new httplib::ThreadPool(64); };
     port_ = server_.bind_to_any_port("127.0.0.1");
     thread_ = std::thread([this] { server_.listen_after_bind(); });
@@ -352,16 +361,17 @@ void iterateMainContext(double seconds) {
 
 struct Phase {
   double cpuMicrosPerAdvertisement = 0;
-  double drainSeconds = 0;  // from the load's end until this process is idle again
+  double sleepsPerAdvertisement = 0;  // voluntary context switches, all threads
+  double drainSeconds = 0;            // from the load's end until this process is idle again
   Load::Result load;
-  bool sustained() const { return load.skipped == 0 && drainSeconds < 0.5; }
+  bool sustained() const { return load.sent > 0 && load.skipped == 0 && drainSeconds < 0.5; }
 };
 
 /// Runs `turn(seconds)` (one slice of the process's work) while lumora-bluez-load
 /// plays `plan`, then until the process is idle.
 Phase measure(const fs::path& tool, const PrivateBus& bus, const lumora::tools::LoadPlan& plan,
               const std::function<void(double)>& turn) {
-  const double cpuBefore = cpuSeconds();
+  const Usage before = usage();
   Load load(tool, {"--bus", bus.address(), "--rate", std::to_string(plan.rate), "--seconds",
                    std::to_string(plan.seconds), "--identities", std::to_string(plan.identities),
                    "--identity-lifetime", std::to_string(plan.identityLifetime), "--ibeacon-share",
@@ -381,67 +391,90 @@ Phase measure(const fs::path& tool, const PrivateBus& bus, const lumora::tools::
   }
   phase.load = load.finish();
   if (phase.load.sent > 0) {
-    phase.cpuMicrosPerAdvertisement =
-        (cpuSeconds() - cpuBefore) * 1e6 / static_cast<double>(phase.load.sent);
+    const Usage after = usage();
+    const auto sent = static_cast<double>(phase.load.sent);
+    phase.cpuMicrosPerAdvertisement = (after.cpuSeconds - before.cpuSeconds) * 1e6 / sent;
+    phase.sleepsPerAdvertisement = static_cast<double>(after.sleeps - before.sleeps) / sent;
   }
   return phase;
 }
 
 void printPhase(const char* who, double rate, const Phase& phase) {
   std::fprintf(out,
-               "%-6s %6.0f/s  sent %8llu  CPU %6.2f us/adv  drain %5.2f s  skipped %llu  %s  "
-               "(load tool %.2f us/signal)\n",
+               "%-6s %6.0f/s  sent %8llu  CPU %6.2f us/adv  sleeps %4.2f/adv  drain %5.2f s  "
+               "skipped %llu  %s  (load tool %.2f us/signal)\n",
                who, rate, static_cast<unsigned long long>(phase.load.sent),
-               phase.cpuMicrosPerAdvertisement, phase.drainSeconds,
+               phase.cpuMicrosPerAdvertisement, phase.sleepsPerAdvertisement, phase.drainSeconds,
                static_cast<unsigned long long>(phase.load.skipped),
                phase.sustained() ? "sustained" : "BACKLOG", phase.load.cpuMicrosPerSignal);
   std::fflush(out);
 }
 
+/// One side of the comparison, on a bus of its own: while one side is
+/// measured the other hears nothing, so the two can take turns rate by rate
+/// and see the same machine load.
+struct Side {
+  const char* name;
+  const PrivateBus& bus;
+  std::function<void()> beforePhase;
+  std::function<void(double)> turn;
+  double bestRate = 0;
+  bool saturated = false;
+
+  Phase run(const fs::path& tool, const lumora::tools::LoadPlan& plan) {
+    beforePhase();
+    return measure(tool, bus, plan, turn);
+  }
+};
+
 int runRates(const fs::path& tool, const fs::path& directory) {
-  PrivateBus bus(directory);
+  fs::create_directories(directory / "floor-bus");
+  fs::create_directories(directory / "sdk-bus");
+  const PrivateBus floorBus(directory / "floor-bus"), sdkBus(directory / "sdk-bus");
   CreativeServer server(directory);
-  const std::vector<double> rates{1000, 2000, 5000, 10000, 20000, 30000, 40000};
-  const auto planAt = [](double rate) {
+  FloorSubscriber floorSubscriber(floorBus.address());
+  bool discovering = false;
+  Side floor{"floor", floorBus, [&] { discovering = false; },
+             [&](double seconds) {
+               if (!discovering) discovering = floorSubscriber.startDiscovery();
+               floorSubscriber.runFor(seconds);
+             }};
+  Sdk sdkInstance(directory / "sdk", sdkBus, server);
+  iterateMainContext(1);  // bus names, adapter, discovery
+  Side sdk{"sdk", sdkBus, [] {}, iterateMainContext};
+
+  const auto planAt = [](double rate, double seconds) {
     lumora::tools::LoadPlan plan;  // few identities: the per-advertisement path dominates
     plan.rate = rate;
-    plan.seconds = 5;
+    plan.seconds = seconds;
     plan.identities = 50;
     plan.identityLifetime = 1e6;
     return plan;
   };
-  double bestSdk = 0, bestFloor = 0;
-  std::map<double, double> floorCost;  // us per advertisement by rate
-  {
-    FloorSubscriber floor(bus.address());
-    bool started = false;
-    for (double rate : rates) {
-      const auto phase = measure(tool, bus, planAt(rate), [&](double s) {
-        if (!started) started = floor.startDiscovery();
-        floor.runFor(s);
-      });
-      started = false;
-      printPhase("floor", rate, phase);
-      floorCost[rate] = phase.cpuMicrosPerAdvertisement;
-      if (phase.sustained()) bestFloor = rate;
-      if (rate >= 20000 && !phase.sustained()) break;
+  // Both sides first hear a short unmeasured run, so that one-time work
+  // (connections, the SDK's first fetches of every identity) stays out of the
+  // figures.
+  floor.run(tool, planAt(1000, 2));
+  sdk.run(tool, planAt(1000, 2));
+  for (double rate : {1000, 2000, 5000, 10000, 20000, 30000, 40000}) {
+    double cost[2] = {0, 0};
+    Side* sides[2] = {&floor, &sdk};
+    for (int i = 0; i < 2; ++i) {
+      Side& side = *sides[i];
+      if (side.saturated) continue;
+      const auto phase = side.run(tool, planAt(rate, 5));
+      printPhase(side.name, rate, phase);
+      cost[i] = phase.cpuMicrosPerAdvertisement;
+      if (phase.sustained()) side.bestRate = rate;
+      side.saturated = rate >= 20000 && !phase.sustained();
     }
-  }
-  {
-    Sdk sdk(directory / "sdk", bus, server);
-    iterateMainContext(1);  // bus names, adapter, discovery
-    for (double rate : rates) {
-      const auto phase = measure(tool, bus, planAt(rate), iterateMainContext);
-      printPhase("sdk", rate, phase);
-      if (floorCost.count(rate) && floorCost[rate] > 0) {
-        std::fprintf(out, "       ratio sdk/floor at %.0f/s: %.2fx\n", rate,
-                     phase.cpuMicrosPerAdvertisement / floorCost[rate]);
-      }
-      if (phase.sustained()) bestSdk = rate;
-      if (rate >= 20000 && !phase.sustained()) break;
+    if (cost[0] > 0 && cost[1] > 0) {
+      std::fprintf(out, "       ratio sdk/floor at %.0f/s: %.2fx\n", rate, cost[1] / cost[0]);
     }
+    if (floor.saturated && sdk.saturated) break;
   }
-  std::fprintf(out, "highest rate sustained: sdk %.0f/s, floor %.0f/s\n", bestSdk, bestFloor);
+  std::fprintf(out, "highest rate sustained: sdk %.0f/s, floor %.0f/s\n", sdk.bestRate,
+               floor.bestRate);
   return 0;
 }
 

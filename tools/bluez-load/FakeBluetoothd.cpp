@@ -4,6 +4,7 @@
 #include <time.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -85,6 +86,20 @@ int appendEntry(sd_bus_message* m, const char* name, const char* type, T value) 
 /// What an object callback answers: an error, or 1 (the call was answered).
 int handled(int result) { return result < 0 ? result : 1; }
 
+/// Takes org.bluez, waiting up to two seconds for a previous owner that just
+/// exited: the bus daemon releases its names only once it has seen the exit.
+int requestBluezName(sd_bus* bus) {
+  int result = -EEXIST;
+  for (int attempt = 0; attempt < 200 && result == -EEXIST; ++attempt) {
+    if (attempt > 0) {
+      const timespec pause{0, 10'000'000};
+      nanosleep(&pause, nullptr);
+    }
+    result = sd_bus_request_name(bus, "org.bluez", 0);
+  }
+  return result;
+}
+
 }  // namespace
 
 FakeBluetoothd::FakeBluetoothd(LoadPlan plan) : plan_(std::move(plan)) {
@@ -99,7 +114,7 @@ FakeBluetoothd::FakeBluetoothd(LoadPlan plan) : plan_(std::move(plan)) {
   check(sd_bus_add_object(bus_, nullptr, "/", onRoot, this), "cannot serve /");
   check(sd_bus_add_object(bus_, nullptr, kAdapterPath, onAdapter, this),
         "cannot serve the adapter");
-  check(sd_bus_request_name(bus_, "org.bluez", 0), "cannot own org.bluez");
+  check(requestBluezName(bus_), "cannot own org.bluez");
 
   iBeaconFrame_ = {0x02, 0x15};
   const auto uuid = hexBytes(plan_.iBeaconUuid);

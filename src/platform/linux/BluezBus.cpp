@@ -18,8 +18,9 @@ constexpr int kMessagesPerDispatch = 64;
 struct BusSource {
   GSource base;
   sd_bus* bus;
-  gpointer fd;  // the tag of the connection's descriptor
-  int events;   // the poll events last asked for
+  gpointer fd;       // the tag of the connection's descriptor
+  int events;        // the poll events last asked for
+  bool dispatching;  // inside sd_bus_process, which cannot be entered again
 };
 
 GIOCondition conditionFor(int events) {
@@ -44,30 +45,35 @@ gint millisecondsUntilDue(sd_bus* bus) {
 
 gboolean prepare(GSource* source, gint* timeout) {
   auto* self = reinterpret_cast<BusSource*>(source);
-  // Changing the events wakes the main context up, so only a real change is made.
-  const int events = sd_bus_get_events(self->bus);
+  // Changing the events wakes the main context up, so only a real change is
+  // made. A main loop run from inside a handler (nested) does not watch the
+  // connection at all: sd-bus could not process it there.
+  const int events = self->dispatching ? 0 : sd_bus_get_events(self->bus);
   if (events >= 0 && events != self->events) {
     self->events = events;
     g_source_modify_unix_fd(source, self->fd, conditionFor(events));
   }
-  *timeout = millisecondsUntilDue(self->bus);
+  *timeout = self->dispatching ? -1 : millisecondsUntilDue(self->bus);
   return *timeout == 0;
 }
 
 gboolean check(GSource* source) {
   auto* self = reinterpret_cast<BusSource*>(source);
+  if (self->dispatching) return FALSE;
   return g_source_query_unix_fd(source, self->fd) != 0 || millisecondsUntilDue(self->bus) == 0;
 }
 
 gboolean dispatch(GSource* source, GSourceFunc, gpointer) {
   auto* self = reinterpret_cast<BusSource*>(source);
+  self->dispatching = true;
+  int processed = 0;
   for (int i = 0; i < kMessagesPerDispatch; ++i) {
-    const int processed = sd_bus_process(self->bus, nullptr);
-    // A closed connection stays readable forever: stop watching it.
-    if (processed < 0) return G_SOURCE_REMOVE;
-    if (processed == 0) break;
+    processed = sd_bus_process(self->bus, nullptr);
+    if (processed <= 0) break;
   }
-  return G_SOURCE_CONTINUE;
+  self->dispatching = false;
+  // A closed connection stays readable forever: stop watching it.
+  return processed < 0 ? G_SOURCE_REMOVE : G_SOURCE_CONTINUE;
 }
 
 GSourceFuncs kBusSourceFuncs = {prepare, check, dispatch, nullptr, nullptr, nullptr};
@@ -117,7 +123,13 @@ BluezBus::BluezBus(sd_bus* bus)
   auto* source = reinterpret_cast<BusSource*>(source_);
   source->bus = bus_;
   source->events = POLLIN;
+  source->dispatching = false;
   source->fd = g_source_add_unix_fd(source_, sd_bus_get_fd(bus_), conditionFor(POLLIN));
+  // GLib blocks a source that cannot recurse during each dispatch by taking its
+  // descriptor out of the poll set and putting it back, which wakes the main
+  // context up twice per dispatch: one extra loop turn per signal. The source
+  // keeps itself out of nested loops instead (see prepare).
+  g_source_set_can_recurse(source_, TRUE);
   g_source_attach(source_, nullptr);
 }
 

@@ -571,7 +571,8 @@ std::vector<AdvertisementData> BluezCentral::advertisementsOf(const Device& devi
   advertisement.rssi = device.rssi.value_or(0);
   if (device.manufacturerData.empty()) return {advertisement};
   // One advertisement per company: each entry reaches the parser on its own.
-  std::vector<AdvertisementData> advertisements(device.manufacturerData.size(), advertisement);
+  std::vector<AdvertisementData> advertisements(device.manufacturerData.size() - 1, advertisement);
+  advertisements.push_back(std::move(advertisement));
   for (std::size_t i = 0; i < advertisements.size(); ++i) {
     advertisements[i].manufacturerData = device.manufacturerData[i];
   }
@@ -589,14 +590,19 @@ void BluezCentral::report(const std::string& path, const Device& device) {
   const bool toMonitor = monitorHears(path);
   const bool toScan = reportsToScan(device);
   if (!toMonitor && !toScan) return;
-  for (auto& advertisement : advertisementsOf(device)) {
-    if (toMonitor) postToMonitor(advertisement);
-    if (toScan) {
-      mainQueue_->post([delegate = delegate_, advertisement = std::move(advertisement)] {
+  // One task serves both consumers: one main-loop turn and no copy per consumer.
+  mainQueue_->post([weak = weak_from_this(), delegate = delegate_, toMonitor, toScan,
+                    advertisements = advertisementsOf(device)] {
+    for (const auto& advertisement : advertisements) {
+      if (toMonitor) {
+        auto self = weak.lock();
+        if (self && self->monitoringDemanded_ && self->monitor_) self->monitor_(advertisement);
+      }
+      if (toScan) {
         if (auto target = delegate.lock()) target->centralDidDiscover(advertisement);
-      });
+      }
     }
-  }
+  });
 }
 
 std::int64_t BluezCentral::computeState() const {

@@ -84,7 +84,10 @@ bool readManufacturerEntry(sd_bus_message* message, std::vector<Bytes>& entries)
     size_t size = 0;
     if (!succeeded(sd_bus_message_read_array(message, 'y', &data, &size))) return false;
     if (entries.size() >= BluezDeviceProperties::kMaxEntries) return true;
-    Bytes bytes{static_cast<std::uint8_t>(company & 0xff), static_cast<std::uint8_t>(company >> 8)};
+    Bytes bytes;
+    bytes.reserve(size + 2);
+    bytes.push_back(static_cast<std::uint8_t>(company & 0xff));
+    bytes.push_back(static_cast<std::uint8_t>(company >> 8));
     const auto* begin = static_cast<const std::uint8_t*>(data);
     bytes.insert(bytes.end(), begin, begin + size);
     entries.push_back(std::move(bytes));

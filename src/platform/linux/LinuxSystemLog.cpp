@@ -1,5 +1,6 @@
 #include "platform/linux/LinuxSystemLog.hpp"
 
+#include <limits.h>
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
@@ -15,6 +16,15 @@
 
 namespace lumora::platform {
 namespace {
+
+/// How long the writer, woken by a first line, waits for more before writing:
+/// a steady stream of lines then costs a few wake-ups and writes per second
+/// instead of one of each per line.
+constexpr std::chrono::milliseconds kGathering{50};
+
+/// Standard-output lines are written together up to this size, which a pipe
+/// takes in one piece: lines of several writers never interleave.
+constexpr std::size_t kWriteChunk = PIPE_BUF;
 
 struct QueuedLine {
   std::string text;  // the line and its newline
@@ -90,7 +100,7 @@ class LinuxSystemLog::Writer {
     std::lock_guard lock(mutex_);
     if (queuedBytes_ + size > capacityBytes_) {
       ++dropped_;
-      return idle_;
+      return std::exchange(idle_, false);
     }
     QueuedLine& line = lines_.emplace_back();
     line.text.reserve(size);
@@ -98,8 +108,14 @@ class LinuxSystemLog::Writer {
     line.level = record.level;
     line.toStandardOutput = record.toStandardOutput;
     line.toSystemLog = record.toSystemLog;
+    const bool halfFull =
+        queuedBytes_ < capacityBytes_ / 2 && queuedBytes_ + size >= capacityBytes_ / 2;
     queuedBytes_ += size;
-    return idle_;
+    // One wake-up for the first line; the writer gathers the following ones by
+    // itself unless they fill half the queue first.
+    const bool wake = idle_ || halfFull;
+    idle_ = false;
+    return wake;
   }
 
   void wake() { changed_.notify_all(); }
@@ -122,15 +138,17 @@ class LinuxSystemLog::Writer {
     std::unique_lock lock(mutex_);
     for (;;) {
       idle_ = true;
-      changed_.wait(lock, [this] { return stopping_ || !lines_.empty() || dropped_ > 0; });
+      changed_.wait(lock, [this] { return stopping_ || hasWork(); });
+      changed_.wait_for(lock, kGathering,
+                        [this] { return stopping_ || queuedBytes_ >= capacityBytes_ / 2; });
       idle_ = false;
-      if (lines_.empty() && dropped_ == 0) break;
+      if (!hasWork()) break;
       std::deque<QueuedLine> batch = std::exchange(lines_, {});
       const std::uint64_t dropped = std::exchange(dropped_, 0);
       queuedBytes_ = 0;
       lock.unlock();
-      for (const auto& line : batch) output(line);
-      if (dropped > 0) output(QueuedLine{droppedNotice(dropped), 2, true, true});
+      if (dropped > 0) batch.push_back(QueuedLine{droppedNotice(dropped), 2, true, true});
+      output(batch);
       lock.lock();
     }
     finished_ = true;
@@ -139,16 +157,29 @@ class LinuxSystemLog::Writer {
   }
 
  private:
-  void output(const QueuedLine& line) {
-    if (line.toStandardOutput) writeAll(standardOutput_, line.text);
-    if (line.toSystemLog) {
-      socket_.send(line.level, std::string_view(line.text).substr(0, line.text.size() - 1));
+  bool hasWork() const { return !lines_.empty() || dropped_ > 0; }
+
+  void output(const std::deque<QueuedLine>& batch) {
+    for (const auto& line : batch) {
+      if (line.toSystemLog) {
+        socket_.send(line.level, std::string_view(line.text).substr(0, line.text.size() - 1));
+      }
+      if (!line.toStandardOutput) continue;
+      if (chunk_.size() + line.text.size() > kWriteChunk) flushChunk();
+      chunk_.append(line.text);
     }
+    flushChunk();
+  }
+
+  void flushChunk() {
+    writeAll(standardOutput_, chunk_);
+    chunk_.clear();
   }
 
   const int standardOutput_;
   const std::size_t capacityBytes_;
   SyslogSocket socket_;  // used by the writer thread only
+  std::string chunk_;    // standard-output lines being gathered, writer thread only
   std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<QueuedLine> lines_;

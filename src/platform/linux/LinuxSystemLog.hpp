@@ -14,11 +14,14 @@
 
 namespace lumora::platform {
 
-/// Writes each line to standard output (one write per line, so lines never
-/// interleave) and to the system log socket (SyslogSocket), without ever
-/// harming the host:
+/// Writes each line to standard output (whole lines per write, at most what a
+/// pipe takes in one piece, so lines never interleave) and to the system log
+/// socket (SyslogSocket), without ever harming the host:
 /// - write() only queues the line; one writer thread does the output, so a
 ///   stalled reader of standard output never blocks the caller;
+/// - the writer, woken by a line, gathers the lines of the next 50 ms (or
+///   until half the queue is used) and outputs them together, so a steady
+///   stream of lines costs a few wake-ups per second rather than one per line;
 /// - the queue is bounded: lines that do not fit are dropped and counted, and
 ///   the writer later writes one line saying how many were dropped;
 /// - a reader that went away costs no SIGPIPE: the writer thread blocks every

@@ -2,6 +2,7 @@
 
 #include <curl/curl.h>
 
+#include <deque>
 #include <map>
 #include <mutex>
 #include <stdexcept>
@@ -17,6 +18,11 @@ namespace {
 
 constexpr int kPollMilliseconds = 1000;
 constexpr long kMaxConnections = 8;
+/// Transfers handed to curl at once; the rest wait in the session's own FIFO.
+/// curl would queue them itself, but its cost of removing a finished transfer
+/// grows with the number it holds, which under a burst of new beacons made
+/// the worker spend its time on bookkeeping and fall ever further behind.
+constexpr std::size_t kMaxInCurl = 2 * kMaxConnections;
 
 void initializeCurlOnce() {
   static std::once_flag once;
@@ -93,10 +99,12 @@ class CurlHttpSession::Worker {
         return;
       }
       completeFailures(std::move(incoming.failures));
-      for (auto& transfer : incoming.transfers) start(std::move(transfer));
+      for (auto& transfer : incoming.transfers) waiting_.push_back(std::move(transfer));
+      startWaiting();
       int running = 0;
       curl_multi_perform(multi_, &running);
       completeFinished();
+      startWaiting();  // curl wants a newly added transfer run at once: the poll returns
       curl_multi_poll(multi_, nullptr, 0, kPollMilliseconds, nullptr);
     }
   }
@@ -117,6 +125,14 @@ class CurlHttpSession::Worker {
 
   static void completeFailures(Failures failures) {
     for (auto& [error, completion] : failures) completion(HttpResult{{}, {}, std::move(error)});
+  }
+
+  void startWaiting() {
+    while (!waiting_.empty() && active_.size() < kMaxInCurl) {
+      auto transfer = std::move(waiting_.front());
+      waiting_.pop_front();
+      start(std::move(transfer));
+    }
   }
 
   void start(std::unique_ptr<CurlTransfer> transfer) {
@@ -154,6 +170,7 @@ class CurlHttpSession::Worker {
       curl_multi_remove_handle(multi_, easy);
       transfer->cancel();
     }
+    for (auto& transfer : std::exchange(waiting_, {})) transfer->cancel();
     while (!arrived.transfers.empty() || !arrived.failures.empty()) {
       completeFailures(std::move(arrived.failures));
       for (auto& transfer : arrived.transfers) transfer->cancel();
@@ -169,6 +186,7 @@ class CurlHttpSession::Worker {
   Failures failures_;                                      // guarded by mutex_
   bool stopping_ = false;                                  // guarded by mutex_
   std::map<CURL*, std::unique_ptr<CurlTransfer>> active_;  // worker thread only
+  std::deque<std::unique_ptr<CurlTransfer>> waiting_;      // worker thread only
 };
 
 CurlHttpSession::CurlHttpSession(CurlHttpSessionOptions options) {
