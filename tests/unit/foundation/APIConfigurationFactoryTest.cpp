@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "SdkPlist.hpp"
+#include "support/SdkPlist.hpp"
 #include "core/config/APIConfigurationError.hpp"
 #include "core/config/APIConfigurationFactory.hpp"
 #include "core/config/BeaconSettingsFactory.hpp"

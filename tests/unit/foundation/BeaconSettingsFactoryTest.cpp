@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "SdkPlist.hpp"
+#include "support/SdkPlist.hpp"
 #include "core/config/BeaconSettingsFactory.hpp"
 #include "lumora/BeaconSettingsError.hpp"
 #include "support/SimWorld.hpp"

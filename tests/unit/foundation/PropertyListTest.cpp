@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "SdkPlist.hpp"
+#include "support/SdkPlist.hpp"
 #include "core/config/PropertyList.hpp"
 
 namespace lumora {
