@@ -16,7 +16,11 @@ FacadeWorld::FacadeWorld() {
   server.respond("/nt/device_events", TestHttpsServer::Response(200, "{}"));
 }
 
-FacadeWorld::~FacadeWorld() { facade.reset(); }
+// The session closes its kept-alive connections before the server stops.
+FacadeWorld::~FacadeWorld() {
+  facade.reset();
+  platform->http.reset();
+}
 
 SdkPlist FacadeWorld::sdkPlist() const {
   const std::initializer_list<const char*> stage = {"APIEndpoints", "Stage"};

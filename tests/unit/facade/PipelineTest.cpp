@@ -207,8 +207,7 @@ TEST_F(PipelineTest, BeaconsOnTheAirTravelThroughTheGateToTheHost) {
                 "Processing beacon data: companyId=4660, spaceId=0a1b2c3d4e5f6071, bindingId=300"),
             1u);
   EXPECT_FALSE(phone.central->isScanning());
-  EXPECT_EQ(platform->log->count("iBeacon timeout reached, stopped custom beacon scanning"),
-            1u);
+  EXPECT_EQ(platform->log->count("iBeacon timeout reached, stopped custom beacon scanning"), 1u);
 }
 
 }  // namespace

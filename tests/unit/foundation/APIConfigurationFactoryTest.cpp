@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "support/SdkPlist.hpp"
 #include "core/config/APIConfigurationError.hpp"
 #include "core/config/APIConfigurationFactory.hpp"
 #include "core/config/BeaconSettingsFactory.hpp"
+#include "support/SdkPlist.hpp"
 #include "support/SimWorld.hpp"
 
 namespace lumora {

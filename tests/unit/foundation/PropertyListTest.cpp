@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "support/SdkPlist.hpp"
 #include "core/config/PropertyList.hpp"
+#include "support/SdkPlist.hpp"
 
 namespace lumora {
 namespace {

@@ -5,9 +5,6 @@
 #include "core/identity/TimeBasedUuid.hpp"
 #include "core/util/Uuid.hpp"
 #include "lumora/ClientProfile.hpp"
-#include "platform/sim/MemoryUserDefaults.hpp"
-#include "platform/sim/SimAdvertisingIdentity.hpp"
-#include "platform/sim/SimDeviceInfo.hpp"
 #include "support/SimWorld.hpp"
 
 namespace lumora {
@@ -20,22 +17,21 @@ constexpr const char* kPlatformId = "6D3F1C2A-94B0-4E57-8A21-0C9E7B5D4F13";
 
 class ClientProfileTest : public testing::SimWorld {
  protected:
-  ClientProfileTest() {
-    platform->defaults = defaults;
-    platform->device = device;
-    platform->advertising = advertising;
-  }
+  ClientProfileTest() : SimWorld(iPhone()) {}
 
+  static platform::SimPhoneOptions iPhone() {
+    platform::SimPhoneOptions options;
+    options.machine = "iPhone14,2";
+    options.systemName = "iOS";
+    options.systemVersion = "17.2";
+    return options;
+  }
   static ClientProfile bare() {
     return ClientProfile(std::nullopt, std::nullopt, "App", std::nullopt);
   }
 
-  std::shared_ptr<platform::MemoryUserDefaults> defaults =
-      std::make_shared<platform::MemoryUserDefaults>();
-  std::shared_ptr<platform::SimDeviceInfo> device =
-      std::make_shared<platform::SimDeviceInfo>("iPhone14,2", "iOS", "17.2");
-  std::shared_ptr<platform::SimAdvertisingIdentity> advertising =
-      std::make_shared<platform::SimAdvertisingIdentity>();
+  const std::shared_ptr<platform::MemoryUserDefaults> defaults = phone.defaults;
+  const std::shared_ptr<platform::SimAdvertisingIdentity> advertising = phone.advertising;
 };
 
 TEST_F(ClientProfileTest, FreshStoreGetsOnlyANewIdentifierAndDeviceFieldsComeFromThePlatform) {

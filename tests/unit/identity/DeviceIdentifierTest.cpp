@@ -16,8 +16,7 @@ using namespace std::string_literals;
 
 class DeviceIdentifierTest : public testing::SimWorld {
  protected:
-  DeviceIdentifierTest() { platform->device = device; }
-  std::shared_ptr<platform::SimDeviceInfo> device = std::make_shared<platform::SimDeviceInfo>();
+  const std::shared_ptr<platform::SimDeviceInfo> device = phone.device;
 };
 
 TEST_F(DeviceIdentifierTest, ModelIsTheMachineFieldWithoutItsZeroBytes) {
