@@ -106,26 +106,6 @@ TEST_F(PipelineTest, CapOfOneRefusesTheSecondDeliveryButStillReportsTheRequest) 
   EXPECT_EQ(requests, 2u);
 }
 
-TEST_F(PipelineTest, FetchFailuresReachTheHostUnchangedAndSendNoEvent) {
-  serveCreative(404, "", 404);
-  serveCreative(500, "", 500);
-  serveCreative(7, R"({"title":"t","message":"m","campaignId":1})");
-  initiate();
-  detect(404);
-  detect(500);
-  detect(7);
-  runFor(5);
-  ASSERT_EQ(callback->errors().size(), 3u);
-  std::vector<std::pair<ErrorType, std::string>> errors;
-  for (const auto& error : callback->errors()) errors.emplace_back(error.code(), error.message());
-  std::sort(errors.begin(), errors.end());
-  EXPECT_EQ(errors, (std::vector<std::pair<ErrorType, std::string>>{
-                        {ErrorType::notFoundCreative, "Creative data not found."},
-                        {ErrorType::invalidCreative, "Invalid Creative data format"},
-                        {ErrorType::unknown, "HTTP error: 500"}}));
-  EXPECT_TRUE(events().empty());
-}
-
 TEST_F(PipelineTest, RefusedNotificationFollowsTheDelivery) {
   serveCreative(300, kUncapped);
   phone.notifications->setAuthorizationStatus(1);
@@ -165,26 +145,6 @@ TEST_F(PipelineTest, AFacadeReleasedDuringTheFetchReportsNothing) {
   runFor(5);
   EXPECT_EQ(callback->names(), std::vector<std::string>{"onInitialized"});
   EXPECT_TRUE(events().empty());
-}
-
-TEST_F(PipelineTest, TapReportsAClickThenCallsTheHost) {
-  serveCreative(300, kUncapped);
-  initiate();
-  detect();
-  runFor(5);
-  ASSERT_TRUE(phone.notifications->simulateTap(0));
-  runFor(5);
-  ASSERT_EQ(callback->names().back(), "onNotificationClicked");
-  const auto& clicked = *callback->calls().back().creative;
-  EXPECT_EQ(clicked.creativeId(), 345);
-  EXPECT_EQ(clicked.spaceId(), kSpaceId);
-  EXPECT_EQ(clicked.data(), std::optional<std::string>("payload"));
-  const auto all = events();
-  const auto click =
-      std::find_if(all.begin(), all.end(), [](const auto& e) { return e["eventType"] == "click"; });
-  ASSERT_NE(click, all.end());
-  EXPECT_EQ((*click)["cid"], 12);
-  EXPECT_EQ((*click)["crid"], 345);
 }
 
 TEST_F(PipelineTest, BeaconsOnTheAirTravelThroughTheGateToTheHost) {

@@ -18,19 +18,6 @@ class VirtualMainQueueTest : public ::testing::Test {
   std::vector<std::string> order;
 };
 
-TEST_F(VirtualMainQueueTest, PostedTasksRunLaterInPostOrder) {
-  queue.post([&] { order.push_back("a"); });
-  queue.post([&] {
-    order.push_back("b");
-    queue.post([&] { order.push_back("d"); });
-  });
-  queue.post([&] { order.push_back("c"); });
-  EXPECT_TRUE(order.empty());
-  EXPECT_EQ(queue.runReady(), 4u);
-  EXPECT_EQ(order, (std::vector<std::string>{"a", "b", "c", "d"}));
-  EXPECT_EQ(now(), 0.0);
-}
-
 TEST_F(VirtualMainQueueTest, TimersFireByDueTimeThenScheduleOrder) {
   queue.scheduleTimer(2.0, false, [&](Timer&) { order.push_back("2s"); });
   queue.scheduleTimer(1.0, false, [&](Timer&) { order.push_back("1s-first"); });
@@ -41,21 +28,6 @@ TEST_F(VirtualMainQueueTest, TimersFireByDueTimeThenScheduleOrder) {
   queue.runFor(10.0);
   EXPECT_EQ(order.back(), "2s");
   EXPECT_DOUBLE_EQ(now(), 11.5);
-}
-
-TEST_F(VirtualMainQueueTest, RepeatingTimerFiresUntilInvalidatedAndOneShotsFireOnce) {
-  std::vector<double> firings;
-  auto timer = queue.scheduleTimer(1.0, true, [&](Timer& self) {
-    firings.push_back(now());
-    if (firings.size() == 4) self.invalidate();  // three of its own and the one-shot
-  });
-  queue.scheduleTimer(0.5, false, [](Timer&) {})->invalidate();
-  auto oneShot = queue.scheduleTimer(2.5, false, [&](Timer&) { firings.push_back(-now()); });
-  queue.runFor(10.0);
-  EXPECT_EQ(firings, (std::vector<double>{1.0, 2.0, -2.5, 3.0}));
-  EXPECT_FALSE(timer->isValid());
-  EXPECT_FALSE(oneShot->isValid());
-  EXPECT_EQ(queue.pendingCount(), 0u);
 }
 
 TEST_F(VirtualMainQueueTest, ClockWaitsForExternalWorkBeforeMovingToTheNextTimer) {
@@ -69,13 +41,6 @@ TEST_F(VirtualMainQueueTest, ClockWaitsForExternalWorkBeforeMovingToTheNextTimer
   queue.runFor(10.0);
   worker.join();
   EXPECT_EQ(order, (std::vector<std::string>{"response", "timer"}));
-}
-
-TEST_F(VirtualMainQueueTest, AdvanceToNextTimerMovesTheClockOnlyWhenATimerIsPending) {
-  EXPECT_FALSE(queue.advanceToNextTimer());
-  queue.scheduleTimer(30.0, false, [](Timer&) {});
-  EXPECT_TRUE(queue.advanceToNextTimer());
-  EXPECT_DOUBLE_EQ(now(), 30.0);
 }
 
 }  // namespace
