@@ -60,8 +60,7 @@ class RecordingServiceDelegate : public LocationServiceDelegate {
 };
 
 class RegionMonitoring : public testing::SimWorld {
- public:
-  using SimWorld::runFor;
+ protected:
   RegionMonitoring() {
     service->setDemandObserver([this](bool needed) { demand.push_back(needed); });
     service->setDelegate(delegate);
@@ -70,7 +69,7 @@ class RegionMonitoring : public testing::SimWorld {
     service->onAdvertisement(SimRadio::iBeaconAdvertisement(uuid, major, minor));
   }
   void hearAt(double at, const char* uuid, std::uint16_t major, std::uint16_t minor) {
-    platform->virtualQueue->scheduleTimer(at, false,
+    platform->virtualQueue->scheduleTimer(at - secondsSinceStart(), false,
                                           [=, this](Timer&) { hear(uuid, major, minor); });
   }
   std::vector<std::string>& events() { return delegate->events; }
@@ -89,71 +88,39 @@ class RegionMonitoring : public testing::SimWorld {
   std::vector<bool> demand;
 };
 
-// Each script runs on a fresh service; events are posted, never delivered inline.
-TEST_F(RegionMonitoring, RegionEventsFollowWhatIsHeardAndTheAuthorization) {
-  const struct {
-    const char* name;
-    std::function<void(RegionMonitoring&)> script;
-    double seconds;
-    std::vector<std::string> events;
-  } cases[] = {
-      {"authorization once after attach and on every change",
-       [](RegionMonitoring& t) {
-         t.runFor(0);
-         t.service->setAuthorizationStatus(3);
-         t.service->setAuthorizationStatus(2);
-       },
-       0,
-       {"0 authorization 3", "0 authorization 2"}},
-      {"entry when a matching beacon is first heard",
-       [](RegionMonitoring& t) {
-         t.service->startMonitoring(t.region);
-         t.hearAt(1.0, kOtherUuid, 1, 1);
-         t.hearAt(2.0, kUuid, 1, 2);
-         t.hearAt(2.5, kUuid, 1, 3);
-       },
-       3,
-       {"0 authorization 3", "0 started shop", "2 enter shop"}},
-      {"state inside when a beacon is already present",
-       [](RegionMonitoring& t) {
-         t.runFor(0);
-         t.hear(kUuid, 1, 2);
-         t.service->startMonitoring(t.region);
-         t.service->requestState(t.region);
-         t.service->requestState({"geo-fence", std::nullopt});
-         t.service->requestState({"elsewhere", std::string(kOtherUuid)});
-       },
-       0,
-       {"0 authorization 3", "0 started shop", "0 state 1 shop", "0 state 0 geo-fence",
-        "0 state 2 elsewhere"}},
-      {"exit after thirty seconds of silence",
-       [](RegionMonitoring& t) {
-         t.service->startMonitoring(t.region);
-         t.hearAt(0.5, kUuid, 1, 2);
-       },
-       31,
-       {"0 authorization 3", "0 started shop", "0.5 enter shop", "31 exit shop"}},
-      {"nothing without authorization",
-       [](RegionMonitoring& t) {
-         t.service->setAuthorizationStatus(0);
-         t.service->startMonitoring(t.region);
-         t.service->startRangingBeacons(kUuid);
-         t.hearAt(1.0, kUuid, 1, 2);
-       },
-       5,
-       {"0 authorization 3", "0 authorization 0"}},
-  };
-  for (const auto& c : cases) {
-    const double start = secondsSinceStart();
-    service = BleLocationService::create(platform->virtualQueue, platform->virtualClock, 3);
-    delegate = std::make_shared<RecordingServiceDelegate>(
-        [this, start] { return secondsSinceStart() - start; });
-    service->setDelegate(delegate);
-    EXPECT_TRUE(delegate->events.empty()) << c.name;
-    c.script(*this);
-    runUntil(start + c.seconds);
-    EXPECT_EQ(delegate->events, c.events) << c.name;
-  }
+TEST_F(RegionMonitoring, AuthorizationIsReportedOnceAfterAttachAndOnEveryChange) {
+  EXPECT_TRUE(events().empty());  // posted, never inline
+  runFor(0);
+  service->setAuthorizationStatus(3);
+  service->setAuthorizationStatus(2);
+  runFor(0);
+  EXPECT_EQ(events(), (std::vector<std::string>{"0 authorization 3", "0 authorization 2"}));
+}
+
+// Entry when a matching beacon is first heard, exit on the first tick after 30 s of silence.
+TEST_F(RegionMonitoring, EntryWhenAMatchingBeaconIsFirstHeardExitAfterThirtySecondsOfSilence) {
+  service->startMonitoring(region);
+  hearAt(1.0, kOtherUuid, 1, 1);
+  hearAt(2.0, kUuid, 1, 2);
+  hearAt(2.5, kUuid, 1, 3);
+  runFor(32.9);
+  EXPECT_EQ(events(),
+            (std::vector<std::string>{"0 authorization 3", "0 started shop", "2 enter shop"}));
+  runFor(0.1);
+  EXPECT_EQ(events().back(), "33 exit shop");
+}
+
+TEST_F(RegionMonitoring, StateIsInsideWhenABeaconIsAlreadyPresent) {
+  runFor(0);
+  hear(kUuid, 1, 2);
+  service->startMonitoring(region);
+  service->requestState(region);
+  service->requestState({"geo-fence", std::nullopt});
+  service->requestState({"elsewhere", std::string(kOtherUuid)});
+  runFor(0);
+  EXPECT_EQ(events(),
+            (std::vector<std::string>{"0 authorization 3", "0 started shop", "0 state 1 shop",
+                                      "0 state 0 geo-fence", "0 state 2 elsewhere"}));
 }
 
 TEST_F(RegionMonitoring, RangingListsTheBeaconsHeardInTheLastSecond) {
@@ -213,7 +180,7 @@ TEST_F(RegionMonitoring, AStreamWithSparseReportsDeclaresItsGapAsGrace) {
                                   "4 range E2C56DB5 1.2", "5 range E2C56DB5", "6 range E2C56DB5"}));
 }
 
-TEST_F(RegionMonitoring, DemandFollowsMonitoringRangingAndAuthorization) {
+TEST_F(RegionMonitoring, DemandAndEventsFollowMonitoringRangingAndAuthorization) {
   service->startMonitoring(region);
   service->startRangingBeacons(kUuid);
   service->stopMonitoring(region);
@@ -223,6 +190,15 @@ TEST_F(RegionMonitoring, DemandFollowsMonitoringRangingAndAuthorization) {
   service->setAuthorizationStatus(3);
   service->stopRangingBeacons(kUuid);
   EXPECT_EQ(demand, (std::vector<bool>{true, false, true, false}));
+
+  service->setAuthorizationStatus(0);
+  service->startMonitoring(region);
+  service->startRangingBeacons(kUuid);
+  hearAt(1.0, kUuid, 1, 2);
+  runFor(5.0);
+  EXPECT_EQ(events(),
+            (std::vector<std::string>{"0 authorization 3", "0 started shop", "0 authorization 2",
+                                      "0 authorization 3", "0 authorization 0"}));
 }
 
 TEST(IBeaconFrame, EncodesAndParsesTheStandardLayout) {
