@@ -89,7 +89,9 @@ TEST_F(PlistUserDefaultsTest, ValuesSurviveNewStoreObjectsAndTemporaryFilesOfCra
                                             "other.plist.tmp-a1B2c3"}));
 }
 
-TEST_F(PlistUserDefaultsTest, AnythingButAFlatDictionaryOfStringsIsSetAsideKeepingTheIdentifier) {
+// Anything but a flat dictionary of strings is set aside, keeping the identifier
+// when it is whole and never inventing one.
+TEST_F(PlistUserDefaultsTest, HostileFilesAreSetAsideAndReportedOnce) {
   const std::string head = R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict>)";
   const std::string id =
       std::string("<key>") + kUuidKey + "</key><string>" + kIdentifier + "</string>";
@@ -100,10 +102,17 @@ TEST_F(PlistUserDefaultsTest, AnythingButAFlatDictionaryOfStringsIsSetAsideKeepi
     for (int i = 0; i < depth; ++i) text += "</array>";
     return text;
   };
+  store().setString(kUuidKey, kIdentifier);
+  const std::string whole = contents();
+  const std::optional<std::string> none;
   const struct {
     const char* name;
     std::string text;
+    std::optional<std::string> recovered = kIdentifier;
   } cases[] = {
+      {"the identifier cut through", whole.substr(0, whole.find(kIdentifier) + 20), none},
+      {"garbage", "\x01\x02 not a property list", none},
+      {"an empty file", "", none},
       {"a number", head + id + "<key>count</key><integer>7</integer>" + tail},
       {"a nested dictionary", head + id + "<key>d</key><dict/>" + tail},
       // Deep enough to overflow the stack in the parser's recursion.
@@ -113,12 +122,13 @@ TEST_F(PlistUserDefaultsTest, AnythingButAFlatDictionaryOfStringsIsSetAsideKeepi
       {"past the size cap",
        head + id + "<key>big</key><string>" + std::string(1 << 20, 'x') + "</string>" + tail},
   };
-  fs::create_directories(file.parent_path());
   for (const auto& c : cases) {
     overwrite(c.text);
     const auto before = asideFiles().size();
-    EXPECT_EQ(store().stringForKey(kUuidKey), kIdentifier) << c.name;
+    const auto errors = errorLines();
+    EXPECT_EQ(store().stringForKey(kUuidKey), c.recovered) << c.name;
     EXPECT_EQ(asideFiles().size(), before + 1) << c.name;
+    EXPECT_EQ(errorLines(), errors + 1) << c.name;
     EXPECT_LT(fs::file_size(file), 1024u) << c.name << ": only the identifier is written back";
   }
 }
@@ -144,20 +154,6 @@ TEST_F(PlistUserDefaultsTest, DamagedFileIsSetAsideLoggedAndTheIdentifierRecover
   EXPECT_NE(record.message.find(aside[0].string()), std::string::npos) << record.message;
   // The recovery was written back: the store is whole again.
   EXPECT_NE(contents().find(kIdentifier), std::string::npos);
-}
-
-TEST_F(PlistUserDefaultsTest, IdentifierCutThroughOrGarbageIsNotInvented) {
-  store().setString(kUuidKey, kIdentifier);
-  const std::string whole = contents();
-  overwrite(whole.substr(0, whole.find(kIdentifier) + 20));
-  EXPECT_EQ(store().stringForKey(kUuidKey), std::nullopt);
-
-  overwrite("\x01\x02 not a property list");
-  EXPECT_EQ(store().stringForKey(kUuidKey), std::nullopt);
-  overwrite("");
-  EXPECT_EQ(store().stringForKey(kUuidKey), std::nullopt);
-  EXPECT_EQ(asideFiles().size(), 3u);
-  EXPECT_EQ(errorLines(), 3u);
 }
 
 TEST_F(PlistUserDefaultsTest, ALockHeldElsewhereNeitherBlocksNorLosesValues) {
