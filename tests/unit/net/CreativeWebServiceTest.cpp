@@ -111,7 +111,9 @@ TEST_F(CreativeWebServiceTest, OptionalPartsMayBeMissingOrBadAndNumbersMayBeWrit
     EXPECT_EQ(creative->creativeId, 345);
     EXPECT_FALSE(creative->data) << extra;
     EXPECT_EQ(creative->frequencyCapping.has_value(), capped) << extra;
-    if (capped) EXPECT_EQ(creative->frequencyCapping->intervalHours, 24);
+    if (capped) {
+      EXPECT_EQ(creative->frequencyCapping->intervalHours, 24);
+    }
   }
   EXPECT_TRUE(platform->log->records().empty());
 }

@@ -52,10 +52,6 @@ Outcome send(std::shared_ptr<platform::HttpSession> session, platform::HttpReque
   return {std::move(value), std::move(error), *handlerCalls};
 }
 
-Outcome sendScripted(HttpResult result) {
-  return send(std::make_shared<ScriptedSession>(std::move(result)), {});
-}
-
 HttpResult result(std::optional<std::int64_t> status, std::optional<PlatformError> error = {}) {
   HttpResult result;
   result.body = std::vector<std::uint8_t>{'x'};
