@@ -21,12 +21,6 @@ namespace lumora::testing {
 /// completion runs on a thread of its own. While a request is unanswered the
 /// virtual main queue counts it as external work, so running the queue waits
 /// for the answer instead of moving the clock past it.
-///
-///   auto http = std::make_shared<RecordingHttpSession>(platform->virtualQueue);
-///   http->respondWith(500);
-///   ... the code under test sends a request ...
-///   runFor(0);                             // its answer has been handled
-///   EXPECT_EQ(http->requests().at(0).method, "POST");
 class RecordingHttpSession : public platform::HttpSession {
  public:
   explicit RecordingHttpSession(std::shared_ptr<platform::VirtualMainQueue> queue);

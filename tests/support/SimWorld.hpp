@@ -2,26 +2,44 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <memory>
+#include <string>
 
-#include "platform/sim/SimPlatform.hpp"
+#include "core/util/LogLevel.hpp"
+#include "platform/sim/SimPhone.hpp"
 
 namespace lumora::testing {
 
-/// A test fixture with its own sim platform, installed as the process's
-/// platform for the duration of the test, starting at 2023-11-14 22:13:20 UTC.
+/// One simulated phone, installed as the process's platform for the duration
+/// of a test, starting at 2023-11-14 22:13:20 UTC. Everything a phone has is
+/// on it (radio, Bluetooth central, location service, notification center,
+/// network, user defaults, device, advertising identity); each test area adds
+/// only what it builds on top.
 class SimWorld : public ::testing::Test {
- protected:
+ public:
   static constexpr double kStartSeconds = 1700000000.0;
+  static constexpr const char* kInstallationId = "6BA7B810-9DAD-11D1-80B4-00C04FD430C8";
 
-  SimWorld();
+ protected:
+  /// A phone as the options describe; the start time is always kStartSeconds.
+  explicit SimWorld(platform::SimPhoneOptions options = {});
   ~SimWorld() override;
 
+  /// Options for a phone whose store already holds kInstallationId.
+  static platform::SimPhoneOptions installed();
+  static platform::TimePoint timeAt(double secondsSinceStart);
   /// Runs the main queue for the given virtual seconds.
   void runFor(double seconds);
+  /// Runs the main queue up to that many seconds since the start.
+  void runUntil(double secondsSinceStart);
   double secondsSinceStart() const;
+  /// Records whose message is exactly this, at this level, from this file and function.
+  std::size_t countLogs(LogLevel level, const std::string& file, const std::string& function,
+                        const std::string& message) const;
 
-  std::shared_ptr<platform::SimPlatform> platform;
+  platform::SimPhone phone;
+  const std::shared_ptr<platform::SimPlatform> platform = phone.platform;
 };
 
 }  // namespace lumora::testing

@@ -145,8 +145,7 @@ TEST_F(Gate, CleanupLogsEverySixtySecondsAndASecondStartAddsNoTimers) {
 }
 
 TEST_F(Gate, StartIsRefusedWithoutAlwaysAuthorization) {
-  location->setAuthorizationStatus(
-      static_cast<std::int64_t>(LocationAuthorizationStatus::authorizedWhenInUse));
+  setLocationStatus(LocationAuthorizationStatus::authorizedWhenInUse);
   std::vector<ScanOutcome> outcomes;
   manager->startScanning(recordInto(outcomes));
   ASSERT_EQ(outcomes.size(), 1u);

@@ -97,14 +97,17 @@ TEST_F(RegionMonitoring, AuthorizationIsReportedOnceAfterAttachAndOnEveryChange)
   EXPECT_EQ(events(), (std::vector<std::string>{"0 authorization 3", "0 authorization 2"}));
 }
 
-TEST_F(RegionMonitoring, EntryWhenAMatchingBeaconIsFirstHeard) {
+// Entry when a matching beacon is first heard, exit on the first tick after 30 s of silence.
+TEST_F(RegionMonitoring, EntryWhenAMatchingBeaconIsFirstHeardExitAfterThirtySecondsOfSilence) {
   service->startMonitoring(region);
   hearAt(1.0, kOtherUuid, 1, 1);
   hearAt(2.0, kUuid, 1, 2);
   hearAt(2.5, kUuid, 1, 3);
-  runFor(3.0);
+  runFor(32.9);
   EXPECT_EQ(events(),
             (std::vector<std::string>{"0 authorization 3", "0 started shop", "2 enter shop"}));
+  runFor(0.1);
+  EXPECT_EQ(events().back(), "33 exit shop");
 }
 
 TEST_F(RegionMonitoring, StateIsInsideWhenABeaconIsAlreadyPresent) {
@@ -177,16 +180,7 @@ TEST_F(RegionMonitoring, AStreamWithSparseReportsDeclaresItsGapAsGrace) {
                                   "4 range E2C56DB5 1.2", "5 range E2C56DB5", "6 range E2C56DB5"}));
 }
 
-TEST_F(RegionMonitoring, ExitAfterThirtySecondsOfSilence) {
-  service->startMonitoring(region);
-  hearAt(0.5, kUuid, 1, 2);
-  runFor(30.9);
-  EXPECT_EQ(events().back(), "0.5 enter shop");
-  runFor(0.1);
-  EXPECT_EQ(events().back(), "31 exit shop");
-}
-
-TEST_F(RegionMonitoring, DemandFollowsMonitoringRangingAndAuthorization) {
+TEST_F(RegionMonitoring, DemandAndEventsFollowMonitoringRangingAndAuthorization) {
   service->startMonitoring(region);
   service->startRangingBeacons(kUuid);
   service->stopMonitoring(region);
@@ -196,15 +190,15 @@ TEST_F(RegionMonitoring, DemandFollowsMonitoringRangingAndAuthorization) {
   service->setAuthorizationStatus(3);
   service->stopRangingBeacons(kUuid);
   EXPECT_EQ(demand, (std::vector<bool>{true, false, true, false}));
-}
 
-TEST_F(RegionMonitoring, NoRegionEventsWithoutAuthorization) {
   service->setAuthorizationStatus(0);
   service->startMonitoring(region);
   service->startRangingBeacons(kUuid);
   hearAt(1.0, kUuid, 1, 2);
   runFor(5.0);
-  EXPECT_EQ(events(), (std::vector<std::string>{"0 authorization 3", "0 authorization 0"}));
+  EXPECT_EQ(events(),
+            (std::vector<std::string>{"0 authorization 3", "0 started shop", "0 authorization 2",
+                                      "0 authorization 3", "0 authorization 0"}));
 }
 
 TEST(IBeaconFrame, EncodesAndParsesTheStandardLayout) {

@@ -14,12 +14,6 @@ class Bluetooth : public DetectionWorld {
     central->simulateStateChange(state);
     platform->virtualQueue->runReady();
   }
-  // Starts a 2-second wait that records "<name>:on" or "<name>:off" and when it ended.
-  void waitRecordingEnd(const std::string& name) {
-    centralAdapter->waitForPoweredOn(2.0, [this, name](bool on) {
-      ends.emplace_back(name + (on ? ":on" : ":off"), secondsSinceStart());
-    });
-  }
   std::vector<ScanOutcome> outcomes;
   std::vector<std::pair<std::string, double>> ends;
 };
@@ -86,28 +80,29 @@ TEST_F(Bluetooth, PowerOnDuringTheWaitSucceedsOnceAndRequestsTheScanTwice) {
   EXPECT_EQ(outcomes.size(), 1u);
 }
 
-TEST_F(Bluetooth, OverlappingWaitsOnlyTheNewestEndsEarly) {
-  const auto wait = [&](const std::string& name) { waitRecordingEnd(name); };
-  setRadio(SimBleCentral::kPoweredOff);
-  wait("a");
-  runFor(1.0);
-  wait("b");
-  runFor(0.5);
-  setRadio(SimBleCentral::kPoweredOn);
-  runFor(2.0);
-  EXPECT_EQ(ends, (std::vector<std::pair<std::string, double>>{{"b:on", 1.5}, {"a:on", 2.0}}));
-}
-
-TEST_F(Bluetooth, AnEarlierWaitsTimerRemovesTheNewerWaitsStateCallback) {
-  const auto wait = [&](const std::string& name) { waitRecordingEnd(name); };
-  setRadio(SimBleCentral::kPoweredOff);
-  wait("a");
-  runFor(1.0);
-  wait("b");
-  runFor(1.5);  // a's timer fired at 2 s
-  setRadio(SimBleCentral::kPoweredOn);
-  runFor(2.0);
-  EXPECT_EQ(ends, (std::vector<std::pair<std::string, double>>{{"a:off", 2.0}, {"b:on", 3.0}}));
+// Two overlapping waits, a at 0 s and b at 1 s, with the radio powered on at
+// `poweredOnAt`: only the newest wait ends early, and a timer that fires
+// removes the state callback of whichever wait is newest.
+TEST_F(Bluetooth, OverlappingWaitsEndInTheirOwnOrder) {
+  using Ends = std::vector<std::pair<std::string, double>>;
+  for (const auto& [poweredOnAt, expected] :
+       {std::pair{1.5, Ends{{"b:on", 1.5}, {"a:on", 2.0}}},
+        std::pair{2.5, Ends{{"a:off", 2.0}, {"b:on", 3.0}}}}) {
+    ends.clear();
+    const double start = secondsSinceStart();
+    setRadio(SimBleCentral::kPoweredOff);
+    centralAdapter->waitForPoweredOn(2.0, [&](bool on) {
+      ends.emplace_back(on ? "a:on" : "a:off", secondsSinceStart() - start);
+    });
+    runFor(1.0);
+    centralAdapter->waitForPoweredOn(2.0, [&](bool on) {
+      ends.emplace_back(on ? "b:on" : "b:off", secondsSinceStart() - start);
+    });
+    runFor(poweredOnAt - 1.0);
+    setRadio(SimBleCentral::kPoweredOn);
+    runFor(2.0);
+    EXPECT_EQ(ends, expected) << poweredOnAt;
+  }
 }
 
 TEST_F(Bluetooth, SwitchedOffAndOnWhileScanningTheScanIsRequestedAgain) {
@@ -123,8 +118,7 @@ TEST_F(Bluetooth, SwitchedOffAndOnWhileScanningTheScanIsRequestedAgain) {
 }
 
 TEST_F(Bluetooth, WhenInUseLocationPermissionRefusesTheScan) {
-  location->setAuthorizationStatus(
-      static_cast<std::int64_t>(LocationAuthorizationStatus::authorizedWhenInUse));
+  setLocationStatus(LocationAuthorizationStatus::authorizedWhenInUse);
   customScanner->startScanning(recordInto(outcomes));
   ASSERT_EQ(outcomes.size(), 1u);
   EXPECT_EQ(outcomes[0].code, LumoraAdBeaconErrorType::locationPermissionNotAlways);

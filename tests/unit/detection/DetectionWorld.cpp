@@ -6,23 +6,11 @@ namespace lumora::testing {
 
 DetectionWorld::DetectionWorld(BeaconSettings beaconSettings)
     : settings(std::move(beaconSettings)),
-      radio(platform::SimRadio::create(platform->virtualQueue, platform->virtualClock)),
-      central(std::make_shared<platform::SimBleCentral>(platform->virtualQueue)),
-      location(platform::SimLocationService::create(
-          platform->virtualQueue, platform->virtualClock,
-          static_cast<std::int64_t>(LocationAuthorizationStatus::authorizedAlways))) {
-  radio->addReceiver(central);
-  radio->addReceiver(location);
-  platform->central = central;
-  platform->location = location;
-
-  locationAdapter = LocationManagerAdapter::create(location);
-  appleScanner = AppleBeaconScanner::create(locationAdapter, settings);
-  centralAdapter = CBCentralManagerAdapter::create(central, platform->virtualQueue);
-  customScanner = CustomBeaconScanner::create(centralAdapter, locationAdapter, settings);
-  manager = BeaconManager::create(appleScanner, customScanner, settings, platform->virtualQueue,
-                                  platform->virtualClock);
-  listener = std::make_shared<RecordingBeaconListener>();
+      appleScanner(AppleBeaconScanner::create(locationAdapter, settings)),
+      centralAdapter(CBCentralManagerAdapter::create(central, platform->virtualQueue)),
+      customScanner(CustomBeaconScanner::create(centralAdapter, locationAdapter, settings)),
+      manager(BeaconManager::create(appleScanner, customScanner, settings, platform->virtualQueue,
+                                    platform->virtualClock)) {
   manager->setListener(listener);
 }
 
@@ -32,10 +20,6 @@ platform::AdvertisementData DetectionWorld::customBeacon(std::uint32_t bindingId
 
 platform::AdvertisementData DetectionWorld::iBeacon() const {
   return platform::SimRadio::iBeaconAdvertisement(kRegionUuid, 1, 2);
-}
-
-platform::TimePoint DetectionWorld::timeAt(double secondsSinceStart) {
-  return platform::VirtualClock::fromSeconds(kStartSeconds + secondsSinceStart);
 }
 
 void DetectionWorld::iBeaconEverySecond(double from, double until) {
@@ -49,18 +33,8 @@ void DetectionWorld::transmitAt(double secondsSinceStart,
   radio->transmitAfter(secondsSinceStart - this->secondsSinceStart(), advertisement);
 }
 
-void DetectionWorld::runUntil(double secondsSinceStart) {
-  runFor(secondsSinceStart - this->secondsSinceStart());
-}
-
-std::size_t DetectionWorld::countLogs(LogLevel level, const std::string& file,
-                                      const std::string& function,
-                                      const std::string& message) const {
-  const auto records = platform->log->records();
-  return static_cast<std::size_t>(std::count_if(records.begin(), records.end(), [&](const auto& r) {
-    return r.level == static_cast<std::int64_t>(level) && r.file == file &&
-           r.function == function && r.message == message;
-  }));
+void DetectionWorld::setLocationStatus(LocationAuthorizationStatus status) {
+  location->setAuthorizationStatus(static_cast<std::int64_t>(status));
 }
 
 std::size_t DetectionWorld::scanStarts() const {
@@ -77,12 +51,8 @@ std::size_t DetectionWorld::scanStops() const {
 AbstractBeaconScanner::Completion DetectionWorld::recordInto(
     std::vector<ScanOutcome>& outcomes) const {
   return [&outcomes](bool success, const std::optional<LumoraAdBeaconError>& error) {
-    ScanOutcome outcome{success, std::nullopt, ""};
-    if (error) {
-      outcome.code = error->code();
-      outcome.message = error->message();
-    }
-    outcomes.push_back(outcome);
+    outcomes.push_back({success, error ? std::optional(error->code()) : std::nullopt,
+                        error ? error->message() : ""});
   };
 }
 

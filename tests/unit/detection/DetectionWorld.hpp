@@ -13,10 +13,6 @@
 #include "core/beacon/CBCentralManagerAdapter.hpp"
 #include "core/beacon/CustomBeaconScanner.hpp"
 #include "core/beacon/LocationManagerAdapter.hpp"
-#include "core/util/LogLevel.hpp"
-#include "platform/sim/SimBleCentral.hpp"
-#include "platform/sim/SimLocationService.hpp"
-#include "platform/sim/SimRadio.hpp"
 #include "support/SimWorld.hpp"
 
 namespace lumora::testing {
@@ -39,11 +35,8 @@ struct ScanOutcome {
   std::string message;
 };
 
-/// A sim world with a radio, a Bluetooth central and a location service on
-/// it, and the detection chain built on them in the facade's order. Location
-/// authorization starts as authorizedAlways and the radio as poweredOn. The
-/// location service is the simulator's, as shipped: ranging lists the
-/// iBeacons heard in the last second.
+/// The sim phone with the detection chain built on its radio, central and
+/// location service in the facade's order (location Always, radio powered on).
 class DetectionWorld : public SimWorld {
  protected:
   static constexpr const char* kRegionUuid = "E2C56DB5-DFFB-48D2-B060-D0F5A71096E0";
@@ -58,34 +51,27 @@ class DetectionWorld : public SimWorld {
   /// The custom beacon companyId 4660, spaceId kSpaceId, this binding.
   platform::AdvertisementData customBeacon(std::uint32_t bindingId = 300) const;
   platform::AdvertisementData iBeacon() const;
-  static platform::TimePoint timeAt(double secondsSinceStart);
-  /// The iBeacon every second from `from` seconds on until `until` seconds
-  /// since the start.
+  /// The iBeacon every second from `from` until `until` seconds since the start.
   void iBeaconEverySecond(double from, double until);
   /// Puts the advertisement on the air at that many seconds since the start.
   void transmitAt(double secondsSinceStart, const platform::AdvertisementData& advertisement);
-  /// Runs the queue up to that many seconds since the start.
-  void runUntil(double secondsSinceStart);
-
-  /// Records whose message is exactly this, at this level, from this file and function.
-  std::size_t countLogs(LogLevel level, const std::string& file, const std::string& function,
-                        const std::string& message) const;
+  void setLocationStatus(LocationAuthorizationStatus status);
   std::size_t scanStarts() const;
   std::size_t scanStops() const;
   /// A completion that appends to `outcomes`.
   AbstractBeaconScanner::Completion recordInto(std::vector<ScanOutcome>& outcomes) const;
 
   BeaconSettings settings;
-  std::shared_ptr<platform::SimRadio> radio;
-  std::shared_ptr<platform::SimBleCentral> central;
-  std::shared_ptr<platform::SimLocationService> location;
-
-  std::shared_ptr<LocationManagerAdapter> locationAdapter;
+  const std::shared_ptr<platform::SimRadio> radio = phone.radio;
+  const std::shared_ptr<platform::SimBleCentral> central = phone.central;
+  const std::shared_ptr<platform::SimLocationService> location = phone.location;
+  std::shared_ptr<LocationManagerAdapter> locationAdapter =
+      LocationManagerAdapter::create(location);
   std::shared_ptr<AppleBeaconScanner> appleScanner;
   std::shared_ptr<CBCentralManagerAdapter> centralAdapter;
   std::shared_ptr<CustomBeaconScanner> customScanner;
   std::shared_ptr<BeaconManager> manager;
-  std::shared_ptr<RecordingBeaconListener> listener;
+  std::shared_ptr<RecordingBeaconListener> listener = std::make_shared<RecordingBeaconListener>();
 };
 
 }  // namespace lumora::testing

@@ -5,8 +5,6 @@
 #include <vector>
 
 #include "core/beacon/LocationManagerAdapter.hpp"
-#include "core/util/LogLevel.hpp"
-#include "platform/sim/SimLocationService.hpp"
 #include "platform/sim/SimRadio.hpp"
 #include "support/SimWorld.hpp"
 
@@ -47,16 +45,10 @@ class LocationAdapter : public SimWorld {
   }
   std::size_t adapterLogs(LogLevel level, const std::string& function,
                           const std::string& message) const {
-    std::size_t count = 0;
-    for (const auto& r : platform->log->records()) {
-      count += r.level == static_cast<std::int64_t>(level) && r.file == kAdapter &&
-               r.function == function && r.message == message;
-    }
-    return count;
+    return countLogs(level, kAdapter, function, message);
   }
 
-  std::shared_ptr<platform::SimLocationService> location =
-      platform::SimLocationService::create(platform->virtualQueue, platform->virtualClock, 3);
+  const std::shared_ptr<platform::SimLocationService> location = phone.location;
   std::shared_ptr<LocationManagerAdapter> adapter = LocationManagerAdapter::create(location);
   std::vector<std::string> events;
   std::shared_ptr<RecordingLocationDelegate> delegate =

@@ -20,9 +20,7 @@ struct PermissionCase {
 class LocationPermission : public DetectionWorld,
                            public ::testing::WithParamInterface<PermissionCase> {
  protected:
-  void SetUp() override {
-    location->setAuthorizationStatus(static_cast<std::int64_t>(GetParam().status));
-  }
+  void SetUp() override { setLocationStatus(GetParam().status); }
 };
 
 TEST_P(LocationPermission, CheckLocationPermissionFollowsTheTable) {
@@ -98,7 +96,7 @@ TEST_F(IBeaconScanner, AReportWhileScanningChangesNothing) {
 TEST_F(IBeaconScanner, LosingAlwaysStopsEveryMonitoredBeaconRegionButKeepsTheFlag) {
   appleScanner->startScanning(nullptr);
   location->startMonitoring({"host-region", "11111111-2222-3333-4444-555555555555"});
-  location->setAuthorizationStatus(static_cast<std::int64_t>(LocationAuthorizationStatus::denied));
+  setLocationStatus(LocationAuthorizationStatus::denied);
   runFor(0.1);
   EXPECT_EQ(
       scannerLogs("didChangeAuthorization(status:)", "Location authorization changed: denied"), 1u);

@@ -1,58 +1,41 @@
 #include "FacadeWorld.hpp"
 
 #include "core/net/CreativeWebService.hpp"
+#include "platform/net/CurlHttpSession.hpp"
+#include "platform/sim/TrackedHttpSession.hpp"
 
 namespace lumora::testing {
-namespace {
 
-platform::SimPhoneOptions phoneOptions(const std::string& caFile) {
-  platform::SimPhoneOptions options;
-  options.start = platform::VirtualClock::fromSeconds(1700000000.0);
-  options.caFile = caFile;
-  return options;
-}
-
-std::string keyValue(const std::string& key, const std::string& value) {
-  return "<key>" + key + "</key><string>" + value + "</string>";
-}
-
-}  // namespace
-
-FacadeWorld::FacadeWorld()
-    : phone(phoneOptions(server.caFile())),
-      callback(std::make_shared<RecordingCallback>(phone.platform->virtualClock)) {
-  platform::Platform::install(phone.platform);
+FacadeWorld::FacadeWorld() {
+  platform::CurlHttpSessionOptions trusting;
+  trusting.extraCaFile = server.caFile();
+  platform->http = std::make_shared<platform::TrackedHttpSession>(
+      std::make_shared<platform::CurlHttpSession>(trusting), platform->virtualQueue);
   installPlist(sdkPlist());
   server.respond("/events/device_events", TestHttpsServer::Response(200, "{}"));
   server.respond("/nt/device_events", TestHttpsServer::Response(200, "{}"));
 }
 
+// The session closes its kept-alive connections before the server stops.
 FacadeWorld::~FacadeWorld() {
   facade.reset();
-  platform::Platform::install(nullptr);
+  platform->http.reset();
 }
 
-std::string FacadeWorld::sdkPlist(const std::string& omittedSection) const {
-  const std::string group = "<dict>" + keyValue("EventURL", server.url("/events")) +
-                            keyValue("NoTrackingEventURL", server.url("/nt")) +
-                            keyValue("CreativeCDNURL", server.hostAndPort()) +
-                            keyValue("CreativeBucketName", "bucket") + "</dict>";
-  const std::string endpoints = "<key>APIEndpoints</key><dict><key>Stage</key>" + group +
-                                "<key>Production</key>" + group + "</dict>";
-  const std::string settings =
-      std::string("<key>BeaconSettings</key><dict>") + "<key>AppleBeacon</key><dict>" +
-      keyValue("UUID", kIBeaconUuid) + keyValue("Identifier", "store") + "</dict>" +
-      "<key>CustomBeacon</key><dict>" + keyValue("ServiceUUID", kServiceUuid) + "</dict></dict>";
-  return "<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist version=\"1.0\"><dict>" +
-         (omittedSection == "APIEndpoints" ? "" : endpoints) +
-         (omittedSection == "BeaconSettings" ? "" : settings) + "</dict></plist>";
+SdkPlist FacadeWorld::sdkPlist() const {
+  const std::initializer_list<const char*> stage = {"APIEndpoints", "Stage"};
+  return std::move(SdkPlist::complete()
+                       .set(stage, "EventURL", SdkPlist::str(server.url("/events")))
+                       .set(stage, "NoTrackingEventURL", SdkPlist::str(server.url("/nt")))
+                       .set(stage, "CreativeCDNURL", SdkPlist::str(server.hostAndPort()))
+                       .set(stage, "CreativeBucketName", SdkPlist::str("bucket")));
 }
 
-void FacadeWorld::installPlist(const std::string& contents) {
-  phone.platform->bundle->setResource("sdk.plist", contents);
+void FacadeWorld::installPlist(const SdkPlist& plist) {
+  platform->bundle->setResource("sdk.plist", plist.bytes(SdkPlist::Format::xml));
 }
 
-void FacadeWorld::createFacade() { facade = SdkFacade::create(phone.platform); }
+void FacadeWorld::createFacade() { facade = SdkFacade::create(platform); }
 
 void FacadeWorld::initiate(std::optional<std::string> advertisingId) {
   if (!facade) createFacade();
@@ -64,8 +47,6 @@ void FacadeWorld::serveCreative(std::int64_t bindingId, const std::string& json,
   server.respond("/bucket/binding/" + CreativeWebService::formatBindingId(bindingId) + "/ios.json",
                  TestHttpsServer::Response(status, json));
 }
-
-void FacadeWorld::runFor(double seconds) { phone.platform->virtualQueue->runFor(seconds); }
 
 std::vector<TestHttpsServer::Request> FacadeWorld::requestsTo(const std::string& prefix) const {
   std::vector<TestHttpsServer::Request> matching;

@@ -1,22 +1,22 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "core/SdkFacade.hpp"
-#include "platform/sim/SimPhone.hpp"
 #include "support/RecordingCallback.hpp"
+#include "support/SdkPlist.hpp"
+#include "support/SimWorld.hpp"
 #include "support/TestHttpsServer.hpp"
 
 namespace lumora::testing {
 
-/// A simulated phone running a facade against a real HTTPS server on loopback,
+/// The sim phone running a facade against a real HTTPS server on loopback,
 /// serving creatives under /bucket/binding/... and events under /events and /nt.
-class FacadeWorld : public ::testing::Test {
+class FacadeWorld : public SimWorld {
  protected:
   static constexpr const char* kIBeaconUuid = "E2C56DB5-DFFB-48D2-B060-D0F5A71096E0";
   static constexpr const char* kServiceUuid = "0000FEAA-0000-1000-8000-00805F9B34FB";
@@ -25,21 +25,20 @@ class FacadeWorld : public ::testing::Test {
   FacadeWorld();
   ~FacadeWorld() override;
 
-  /// sdk.plist for the test server; without the named top-level section when given.
-  std::string sdkPlist(const std::string& omittedSection = "") const;
-  void installPlist(const std::string& contents);
+  /// A complete sdk.plist whose stage endpoints are the test server's.
+  SdkPlist sdkPlist() const;
+  void installPlist(const SdkPlist& plist);
   /// Builds the facade (reads the beacon settings) from the current bundle.
   void createFacade();
   void initiate(std::optional<std::string> advertisingId = std::nullopt);
   void serveCreative(std::int64_t bindingId, const std::string& json, int status = 200);
-  void runFor(double seconds);
   /// Requests the server received under a path prefix.
   std::vector<TestHttpsServer::Request> requestsTo(const std::string& prefix) const;
   std::vector<nlohmann::json> events() const;
 
   TestHttpsServer server;
-  platform::SimPhone phone;
-  std::shared_ptr<RecordingCallback> callback;
+  std::shared_ptr<RecordingCallback> callback =
+      std::make_shared<RecordingCallback>(platform->virtualClock);
   std::shared_ptr<SdkFacade> facade;
 };
 

@@ -17,7 +17,7 @@ TEST_F(SdkLifecycleTest, InitiateReportsOnceAndOnlyAfterReturning) {
                    Environment::production);
   runFor(1);
   EXPECT_EQ(callback->names(), std::vector<std::string>{"onInitialized"});
-  EXPECT_EQ(phone.platform->log->count(
+  EXPECT_EQ(platform->log->count(
                 "LumoraAdBeaconSDK is already initialized. Environment can only be set during "
                 "initialization."),
             1u);
@@ -28,14 +28,15 @@ TEST_F(SdkLifecycleTest, InitiateWithoutCallbackIsRefusedAndLeavesTheSdkUninitia
   facade->initiate(ClientProfile(std::nullopt, std::nullopt, "App", std::nullopt), nullptr,
                    Environment::production);
   runFor(1);
-  EXPECT_EQ(phone.platform->log->count(
+  EXPECT_EQ(platform->log->count(
                 "LumoraAdBeaconSDK cannot be initialized without a callback; initiate was ignored"),
             1u);
   facade->start();
+  facade->stop();
   EXPECT_FALSE(facade->isScanning());
-  EXPECT_EQ(phone.platform->log->count(
+  EXPECT_EQ(platform->log->count(
                 "LumoraAdBeaconSDK is not initialized, please call initiate method first"),
-            1u);
+            2u);
 
   initiate();
   runFor(0);
@@ -43,7 +44,7 @@ TEST_F(SdkLifecycleTest, InitiateWithoutCallbackIsRefusedAndLeavesTheSdkUninitia
 }
 
 TEST_F(SdkLifecycleTest, FailedInitiateReportsTheConfigurationErrorAndMayBeRetried) {
-  installPlist(sdkPlist("APIEndpoints"));
+  installPlist(sdkPlist().set({}, "APIEndpoints", nullptr));
   initiate();
   runFor(0);
   ASSERT_EQ(callback->errors().size(), 1u);
@@ -60,21 +61,14 @@ TEST_F(SdkLifecycleTest, FailedInitiateReportsTheConfigurationErrorAndMayBeRetri
 }
 
 TEST_F(SdkLifecycleTest, StartAndStopGuardsLogTheirLines) {
-  createFacade();
-  facade->start();
-  facade->stop();
-  EXPECT_EQ(phone.platform->log->count(
-                "LumoraAdBeaconSDK is not initialized, please call initiate method first"),
-            2u);
-
   initiate();
   facade->stop();
-  EXPECT_EQ(phone.platform->log->count("LumoraAdBeaconSDK is not started"), 1u);
+  EXPECT_EQ(platform->log->count("LumoraAdBeaconSDK is not started"), 1u);
   facade->start();
   EXPECT_TRUE(facade->isScanning());
-  EXPECT_EQ(phone.platform->log->count("Beacon scanning started successfully"), 1u);
+  EXPECT_EQ(platform->log->count("Beacon scanning started successfully"), 1u);
   facade->start();
-  EXPECT_EQ(phone.platform->log->count("LumoraAdBeaconSDK is already running"), 1u);
+  EXPECT_EQ(platform->log->count("LumoraAdBeaconSDK is already running"), 1u);
   facade->stop();
   EXPECT_FALSE(facade->isScanning());
   EXPECT_TRUE(phone.location->monitoredRegions().empty());
@@ -88,17 +82,17 @@ TEST_F(SdkLifecycleTest, StartWithoutAlwaysLocationReportsTheScannerError) {
   EXPECT_FALSE(facade->isScanning());
   ASSERT_EQ(callback->errors().size(), 1u);
   EXPECT_EQ(callback->errors()[0].code(), ErrorType::unauthorizedLocationPermission);
-  EXPECT_EQ(phone.platform->log->count(
+  EXPECT_EQ(platform->log->count(
                 "Beacon scanning failed: Location permission not granted. Please allow location "
                 "access in settings."),
             1u);
 }
 
 TEST_F(SdkLifecycleTest, MissingBeaconSettingsLeaveTheFacadeWithoutBeaconManager) {
-  installPlist(sdkPlist("BeaconSettings"));
+  installPlist(sdkPlist().set({}, "BeaconSettings", nullptr));
   initiate();
   EXPECT_EQ(
-      phone.platform->log->count(
+      platform->log->count(
           "Failed to initialize BeaconManager: BeaconSettings section is missing in sdk.plist"),
       1u);
   facade->start();

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "SdkPlist.hpp"
 #include "core/config/APIConfigurationError.hpp"
 #include "core/config/APIConfigurationFactory.hpp"
 #include "core/config/BeaconSettingsFactory.hpp"
+#include "support/SdkPlist.hpp"
 #include "support/SimWorld.hpp"
 
 namespace lumora {
@@ -60,22 +60,17 @@ TEST_P(APIConfigurationFactoryTest, TextsAreKeptExactlyEvenEmpty) {
 }
 
 TEST_P(APIConfigurationFactoryTest, MissingOrUnreadableFileIsMissingConfiguration) {
-  const auto expectMissing = [&] {
+  for (const auto& contents :
+       {std::vector<std::uint8_t>{}, SdkPlist::bytesOf("<plist><dict><key>"),
+        SdkPlist(plist_new_array()).bytes(GetParam()), SdkPlist::oversized().bytes(GetParam()),
+        SdkPlist::nested(300).bytes(GetParam())}) {
+    platform->bundle->setResource("sdk.plist", contents);
     const auto error = errorFor(Environment::stage);
     EXPECT_EQ(error.kind(), Kind::missingConfiguration);
     EXPECT_EQ(error.localizedDescription(), "configuration file is missing or cannot be read");
-  };
-  expectMissing();
-  platform->bundle->setResource("sdk.plist", std::string());
-  expectMissing();
-  platform->bundle->setResource("sdk.plist", std::string("<plist><dict><key>"));
-  expectMissing();
-  install(SdkPlist(plist_new_array()));
-  expectMissing();
-  install(SdkPlist::oversized());
-  expectMissing();
-  install(SdkPlist::nested(300));
-  expectMissing();
+  }
+  platform->bundle->removeResource("sdk.plist");
+  EXPECT_EQ(errorFor(Environment::stage).kind(), Kind::missingConfiguration);
 }
 
 TEST_P(APIConfigurationFactoryTest, BothFactoriesShareOneReadingOfTheFile) {
@@ -107,42 +102,55 @@ TEST_P(APIConfigurationFactoryTest, CleartextEventEndpointsAreWarnedAboutOnce) {
             "would send personal data unencrypted, so these requests are refused; use https://");
 }
 
-TEST_P(APIConfigurationFactoryTest, MissingSectionOrGroupIsReportedInThatOrder) {
-  install(SdkPlist::complete().set({}, "APIEndpoints", SdkPlist::str("x")));
-  auto error = errorFor(Environment::stage);
-  EXPECT_EQ(error.kind(), Kind::missingAPIEndpoints);
-  EXPECT_EQ(error.localizedDescription(), "APIEndpoints section is missing in Info.plist");
-
-  install(SdkPlist::complete().set({"APIEndpoints"}, "Production", nullptr));
-  EXPECT_NO_THROW(factory().createAPIConfiguration(Environment::stage));
-  error = errorFor(Environment::production);
-  EXPECT_EQ(error.kind(), Kind::missingEnvironmentEndpoints);
-  EXPECT_EQ(error.localizedDescription(),
-            "Environment-specific endpoints are missing in Info.plist");
-
-  install(SdkPlist::complete().set({}, "APIEndpoints", SdkPlist::dict({})));
-  EXPECT_EQ(errorFor(Environment::stage).kind(), Kind::missingEnvironmentEndpoints);
-}
-
-TEST_P(APIConfigurationFactoryTest, FirstMissingOrWrongTypedKeyIsNamed) {
-  for (const char* key :
-       {"EventURL", "NoTrackingEventURL", "CreativeCDNURL", "CreativeBucketName"}) {
-    install(SdkPlist::complete().set({"APIEndpoints", "Production"}, key, nullptr));
-    const auto error = errorFor(Environment::production);
-    EXPECT_EQ(error.kind(), Kind::missingRequiredURL);
-    EXPECT_EQ(error.key(), key);
-    EXPECT_EQ(error.localizedDescription(),
-              std::string("Required URL '") + key + "' is missing in Info.plist");
+// The section, then the environment's group, then its keys in order.
+TEST_P(APIConfigurationFactoryTest, FirstMissingOrWrongTypedPartIsNamed) {
+  const std::initializer_list<const char*> stage{"APIEndpoints", "Stage"};
+  const std::initializer_list<const char*> production{"APIEndpoints", "Production"};
+  const auto missingUrl = [](const std::string& key) {
+    return "Required URL '" + key + "' is missing in Info.plist";
+  };
+  const std::string group = "Environment-specific endpoints are missing in Info.plist";
+  const struct {
+    std::vector<std::uint8_t> plist;
+    Environment environment;
+    Kind kind;
+    std::string key;
+    std::string text;
+  } cases[] = {
+      {SdkPlist::complete().set({}, "APIEndpoints", SdkPlist::str("x")).bytes(GetParam()),
+       Environment::stage, Kind::missingAPIEndpoints, "",
+       "APIEndpoints section is missing in Info.plist"},
+      {SdkPlist::complete().set({"APIEndpoints"}, "Production", nullptr).bytes(GetParam()),
+       Environment::production, Kind::missingEnvironmentEndpoints, "", group},
+      {SdkPlist::complete().set({}, "APIEndpoints", SdkPlist::dict({})).bytes(GetParam()),
+       Environment::stage, Kind::missingEnvironmentEndpoints, "", group},
+      {SdkPlist::complete().set(production, "EventURL", nullptr).bytes(GetParam()),
+       Environment::production, Kind::missingRequiredURL, "EventURL", missingUrl("EventURL")},
+      {SdkPlist::complete().set(production, "NoTrackingEventURL", nullptr).bytes(GetParam()),
+       Environment::production, Kind::missingRequiredURL, "NoTrackingEventURL",
+       missingUrl("NoTrackingEventURL")},
+      {SdkPlist::complete().set(production, "CreativeCDNURL", nullptr).bytes(GetParam()),
+       Environment::production, Kind::missingRequiredURL, "CreativeCDNURL",
+       missingUrl("CreativeCDNURL")},
+      {SdkPlist::complete().set(production, "CreativeBucketName", nullptr).bytes(GetParam()),
+       Environment::production, Kind::missingRequiredURL, "CreativeBucketName",
+       missingUrl("CreativeBucketName")},
+      {SdkPlist::complete().set(stage, "EventURL", plist_new_uint(1)).bytes(GetParam()),
+       Environment::stage, Kind::missingRequiredURL, "EventURL", missingUrl("EventURL")},
+      {SdkPlist::complete()
+           .set(stage, "CreativeBucketName", nullptr)
+           .set(stage, "EventURL", nullptr)
+           .bytes(GetParam()),
+       Environment::stage, Kind::missingRequiredURL, "EventURL", missingUrl("EventURL")},
+  };
+  for (const auto& c : cases) {
+    platform->bundle->setResource("sdk.plist", c.plist);
+    const auto error = errorFor(c.environment);
+    EXPECT_EQ(error.kind(), c.kind) << c.text;
+    EXPECT_EQ(error.key(), c.key);
+    EXPECT_EQ(error.localizedDescription(), c.text);
+    EXPECT_STREQ(error.what(), c.text.c_str());
   }
-
-  install(SdkPlist::complete().set({"APIEndpoints", "Stage"}, "EventURL", plist_new_uint(1)));
-  EXPECT_EQ(errorFor(Environment::stage).key(), "EventURL");
-
-  install(SdkPlist::complete()
-              .set({"APIEndpoints", "Stage"}, "CreativeBucketName", nullptr)
-              .set({"APIEndpoints", "Stage"}, "EventURL", nullptr));
-  EXPECT_EQ(errorFor(Environment::stage).what(),
-            std::string("Required URL 'EventURL' is missing in Info.plist"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, APIConfigurationFactoryTest,

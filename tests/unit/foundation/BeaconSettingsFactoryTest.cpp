@@ -2,9 +2,9 @@
 
 #include <functional>
 
-#include "SdkPlist.hpp"
 #include "core/config/BeaconSettingsFactory.hpp"
 #include "lumora/BeaconSettingsError.hpp"
+#include "support/SdkPlist.hpp"
 #include "support/SimWorld.hpp"
 
 namespace lumora {

@@ -18,19 +18,6 @@ class VirtualMainQueueTest : public ::testing::Test {
   std::vector<std::string> order;
 };
 
-TEST_F(VirtualMainQueueTest, PostedTasksRunLaterInPostOrder) {
-  queue.post([&] { order.push_back("a"); });
-  queue.post([&] {
-    order.push_back("b");
-    queue.post([&] { order.push_back("d"); });
-  });
-  queue.post([&] { order.push_back("c"); });
-  EXPECT_TRUE(order.empty());
-  EXPECT_EQ(queue.runReady(), 4u);
-  EXPECT_EQ(order, (std::vector<std::string>{"a", "b", "c", "d"}));
-  EXPECT_EQ(now(), 0.0);
-}
-
 TEST_F(VirtualMainQueueTest, TimersFireByDueTimeThenScheduleOrder) {
   queue.scheduleTimer(2.0, false, [&](Timer&) { order.push_back("2s"); });
   queue.scheduleTimer(1.0, false, [&](Timer&) { order.push_back("1s-first"); });
@@ -41,28 +28,6 @@ TEST_F(VirtualMainQueueTest, TimersFireByDueTimeThenScheduleOrder) {
   queue.runFor(10.0);
   EXPECT_EQ(order.back(), "2s");
   EXPECT_DOUBLE_EQ(now(), 11.5);
-}
-
-TEST_F(VirtualMainQueueTest, RepeatingTimerFiresEachIntervalUntilInvalidatedFromItsBlock) {
-  std::vector<double> firings;
-  auto timer = queue.scheduleTimer(1.0, true, [&](Timer& self) {
-    firings.push_back(now());
-    if (firings.size() == 3) self.invalidate();
-  });
-  queue.runFor(10.0);
-  EXPECT_EQ(firings, (std::vector<double>{1.0, 2.0, 3.0}));
-  EXPECT_FALSE(timer->isValid());
-  EXPECT_EQ(queue.pendingCount(), 0u);
-}
-
-TEST_F(VirtualMainQueueTest, InvalidatedTimerNeverFiresAndOneShotIsInvalidAfterFiring) {
-  int fired = 0;
-  auto cancelled = queue.scheduleTimer(1.0, false, [&](Timer&) { ++fired; });
-  cancelled->invalidate();
-  auto oneShot = queue.scheduleTimer(2.0, false, [&](Timer&) { ++fired; });
-  queue.runFor(5.0);
-  EXPECT_EQ(fired, 1);
-  EXPECT_FALSE(oneShot->isValid());
 }
 
 TEST_F(VirtualMainQueueTest, ClockWaitsForExternalWorkBeforeMovingToTheNextTimer) {
@@ -76,13 +41,6 @@ TEST_F(VirtualMainQueueTest, ClockWaitsForExternalWorkBeforeMovingToTheNextTimer
   queue.runFor(10.0);
   worker.join();
   EXPECT_EQ(order, (std::vector<std::string>{"response", "timer"}));
-}
-
-TEST_F(VirtualMainQueueTest, AdvanceToNextTimerMovesTheClockOnlyWhenATimerIsPending) {
-  EXPECT_FALSE(queue.advanceToNextTimer());
-  queue.scheduleTimer(30.0, false, [](Timer&) {});
-  EXPECT_TRUE(queue.advanceToNextTimer());
-  EXPECT_DOUBLE_EQ(now(), 30.0);
 }
 
 }  // namespace

@@ -16,35 +16,21 @@ using namespace std::string_literals;
 
 class DeviceIdentifierTest : public testing::SimWorld {
  protected:
-  DeviceIdentifierTest() { platform->device = device; }
-  std::shared_ptr<platform::SimDeviceInfo> device = std::make_shared<platform::SimDeviceInfo>();
+  const std::shared_ptr<platform::SimDeviceInfo> device = phone.device;
 };
 
+// The model is the machine field without its zero bytes (the walk does not
+// stop at one), high-bit bytes read as Latin-1 and written as UTF-8.
 TEST_F(DeviceIdentifierTest, ModelIsTheMachineFieldWithoutItsZeroBytes) {
   device->setMachine("iPhone14,2");
   EXPECT_EQ(device->machineField().size(), platform::SimDeviceInfo::kMachineFieldSize);
   EXPECT_EQ(DeviceIdentifier::getDeviceModel(), "iPhone14,2");
-
-  device->setMachine("");
-  EXPECT_EQ(DeviceIdentifier::getDeviceModel(), "");
-
-  device->setMachineField(
-      "x8\0\0"
-      "6_\0"
-      "64\0"s);  // the walk does not stop at a zero
-  EXPECT_EQ(DeviceIdentifier::getDeviceModel(), "x86_64");
-}
-
-TEST_F(DeviceIdentifierTest, HighBitBytesBecomeLatin1CharactersInUtf8) {
-  device->setMachineField(
-      "A\xE9\xFF\x80"
-      "B\0"s);
-  EXPECT_EQ(DeviceIdentifier::getDeviceModel(),
-            "A\xC3\xA9\xC3\xBF\xC2\x80"
-            "B");
-}
-
-TEST_F(DeviceIdentifierTest, WithoutDeviceInformationTheModelIsEmpty) {
+  for (const auto& [field, model] :
+       {std::pair{""s, ""s}, std::pair{"x8\0\0"s + "6_\0"s + "64\0"s, "x86_64"s},
+        std::pair{"A\xE9\xFF\x80"s + "B\0"s, "A\xC3\xA9\xC3\xBF\xC2\x80"s + "B"s}}) {
+    device->setMachineField(field);
+    EXPECT_EQ(DeviceIdentifier::getDeviceModel(), model);
+  }
   platform->device = nullptr;
   EXPECT_EQ(DeviceIdentifier::getDeviceModel(), "");
 }

@@ -34,16 +34,14 @@ class FixedFlagsService : public platform::ReachabilityService {
   std::uint32_t flags_;
 };
 
-TEST(ReachabilityTest, OnlyTheReachableFlagCounts) {
-  EXPECT_TRUE(Reachability(std::make_shared<FixedFlagsService>(2)).isConnected());
-  EXPECT_TRUE(Reachability(std::make_shared<FixedFlagsService>(2 | 4 | 0x40000)).isConnected());
-  EXPECT_FALSE(Reachability(std::make_shared<FixedFlagsService>(~2u)).isConnected());
-  EXPECT_FALSE(Reachability(std::make_shared<FixedFlagsService>(0)).isConnected());
-
-  const auto service = std::make_shared<FixedFlagsService>(2);
-  Reachability probe(service);
-  const platform::ReachabilityService::SocketAddress wildcard{16, 2};  // 0.0.0.0, port 0
-  EXPECT_EQ(service->requested, wildcard);
+TEST(ReachabilityTest, OnlyTheReachableFlagCountsAndTheProbeIsTheWildcardAddress) {
+  for (const auto& [flags, connected] : {std::pair{2u, true}, std::pair{2u | 4u | 0x40000u, true},
+                                         std::pair{~2u, false}, std::pair{0u, false}}) {
+    const auto service = std::make_shared<FixedFlagsService>(flags);
+    EXPECT_EQ(Reachability(service).isConnected(), connected) << flags;
+    const platform::ReachabilityService::SocketAddress wildcard{16, 2};  // 0.0.0.0, port 0
+    EXPECT_EQ(service->requested, wildcard);
+  }
 }
 
 TEST(ReachabilityTest, ProbesFollowTheScriptedNetworkAndFailedReadsAnswerFalse) {
@@ -59,7 +57,7 @@ TEST(ReachabilityTest, ProbesFollowTheScriptedNetworkAndFailedReadsAnswerFalse) 
   EXPECT_EQ(service->createdCount(), 3);
 }
 
-TEST(ReachabilityTest, CreationFailureThrowsWithTheErrorNumberAndAClearText) {
+TEST(ReachabilityTest, CreationFailureThrowsWithTheErrorNumberAndTheProbeAddress) {
   const auto service = std::make_shared<platform::SimReachabilityService>();
   service->failCreation(EMFILE);
   try {
@@ -76,8 +74,30 @@ TEST(ReachabilityTest, CreationFailureThrowsWithTheErrorNumberAndAClearText) {
   }
   service->failCreation(std::nullopt);
   EXPECT_TRUE(Reachability(service).isConnected());
-
   EXPECT_THROW(Reachability(nullptr), ReachabilityError);
+}
+
+TEST(ReachabilityTest, ErrorTextsNameTheFailedStepAndTheCause) {
+  const ReachabilityError::SocketAddress ipv4{16, 2, 0, 80, 10, 1, 2, 3};
+  const ReachabilityError::SocketAddress ipv6{28, 10};
+  const std::pair<ReachabilityError, const char*> cases[] = {
+      {ReachabilityError::failedToCreateWithAddress(ipv4, EACCES),
+       "Failed to create reachability reference for address 10.1.2.3 "
+       "(error 13: Permission denied)"},
+      {ReachabilityError::failedToCreateWithAddress(ipv6, EACCES),
+       "Failed to create reachability reference for address of family 10 "
+       "(error 13: Permission denied)"},
+      {ReachabilityError::failedToCreateWithHostname("api.example.com", ENOENT),
+       "Failed to create reachability reference for host api.example.com "
+       "(error 2: No such file or directory)"},
+      {ReachabilityError::unableToSetCallback(EPERM),
+       "Unable to set reachability callback (error 1: Operation not permitted)"},
+      {ReachabilityError::unableToSetDispatchQueue(EPERM),
+       "Unable to set reachability dispatch queue (error 1: Operation not permitted)"},
+      {ReachabilityError::unableToGetFlags(EIO),
+       "Unable to get reachability flags (error 5: Input/output error)"},
+  };
+  for (const auto& [error, text] : cases) EXPECT_EQ(error.localizedDescription(), text);
 }
 
 // Builds route-dump buffers as the kernel sends them.
@@ -126,16 +146,22 @@ class RouteDump {
 };
 
 TEST(NetlinkRouteDumpTest, OnlyAUnicastDefaultRouteOfTheMainTableCounts) {
-  EXPECT_TRUE(RouteDump()
-                  .route(24, RTN_UNICAST, RT_TABLE_MAIN)
-                  .route(0, RTN_UNICAST, RT_TABLE_MAIN)
-                  .hasDefaultRoute());
-  EXPECT_TRUE(RouteDump().route(0, RTN_UNICAST, RT_TABLE_MAIN, true).hasDefaultRoute());
-  EXPECT_FALSE(RouteDump().route(24, RTN_UNICAST, RT_TABLE_MAIN).hasDefaultRoute());
-  EXPECT_FALSE(RouteDump().route(0, RTN_UNREACHABLE, RT_TABLE_MAIN).hasDefaultRoute());
-  EXPECT_FALSE(RouteDump().route(0, RTN_UNICAST, 100).hasDefaultRoute());
-  EXPECT_FALSE(RouteDump().route(0, RTN_UNICAST, 300, true).hasDefaultRoute());
-  EXPECT_FALSE(RouteDump().route(0, RTN_UNICAST, RT_TABLE_MAIN, false, 8).hasDefaultRoute());
+  const struct {
+    RouteDump dump;
+    bool counts;
+  } cases[] = {
+      {RouteDump().route(24, RTN_UNICAST, RT_TABLE_MAIN).route(0, RTN_UNICAST, RT_TABLE_MAIN),
+       true},
+      {RouteDump().route(0, RTN_UNICAST, RT_TABLE_MAIN, true), true},
+      {RouteDump().route(24, RTN_UNICAST, RT_TABLE_MAIN), false},
+      {RouteDump().route(0, RTN_UNREACHABLE, RT_TABLE_MAIN), false},
+      {RouteDump().route(0, RTN_UNICAST, 100), false},
+      {RouteDump().route(0, RTN_UNICAST, 300, true), false},
+      {RouteDump().route(0, RTN_UNICAST, RT_TABLE_MAIN, false, 8), false},  // another dump's
+  };
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    EXPECT_EQ(cases[i].dump.hasDefaultRoute(), cases[i].counts) << "case " << i;
+  }
 }
 
 TEST(NetlinkRouteDumpTest, DoneAndErrorMessagesEndTheDump) {

@@ -52,13 +52,15 @@ class CreativeWebServiceTest : public testing::NetTest {
 };
 
 TEST_F(CreativeWebServiceTest, BindingIdDigitsBecomeNestedFolders) {
-  EXPECT_EQ(CreativeWebService::formatBindingId(1234), "1/2/3/4");
-  EXPECT_EQ(CreativeWebService::formatBindingId(7), "7");
-  EXPECT_EQ(CreativeWebService::formatBindingId(0), "0");
-  EXPECT_EQ(CreativeWebService::formatBindingId(-12), "-/1/2");
-  EXPECT_EQ(CreativeWebService::formatBindingId(16777215), "1/6/7/7/7/2/1/5");
-  EXPECT_EQ(CreativeWebService::formatBindingId(std::numeric_limits<std::int64_t>::min()),
-            "-/9/2/2/3/3/7/2/0/3/6/8/5/4/7/7/5/8/0/8");
+  for (const auto& [id, folders] :
+       {std::pair<std::int64_t, const char*>{1234, "1/2/3/4"},
+        {7, "7"},
+        {0, "0"},
+        {-12, "-/1/2"},
+        {16777215, "1/6/7/7/7/2/1/5"},
+        {std::numeric_limits<std::int64_t>::min(), "-/9/2/2/3/3/7/2/0/3/6/8/5/4/7/7/5/8/0/8"}}) {
+    EXPECT_EQ(CreativeWebService::formatBindingId(id), folders);
+  }
 }
 
 TEST_F(CreativeWebServiceTest, ValidReplyBecomesACreativeOnTheWorkerThread) {
@@ -87,39 +89,31 @@ TEST_F(CreativeWebServiceTest, ValidReplyBecomesACreativeOnTheWorkerThread) {
   EXPECT_TRUE(platform->log->records().empty());
 }
 
-TEST_F(CreativeWebServiceTest, ZeroAndNegativeBindingsKeepTheirOwnSegments) {
-  server.respond("/b/binding/0/ios.json", {200, kValidCreative});
-  server.respond("/b/binding/-/1/2/ios.json", {200, kValidCreative});
-  EXPECT_TRUE(std::get<0>(fetch(0)));
-  EXPECT_TRUE(std::get<0>(fetch(-12)));
-}
-
-TEST_F(CreativeWebServiceTest, IntegralNumbersAreIntegersAndOptionalPartsMayBeMissing) {
-  server.respond("/b/binding/7/ios.json",
-                 {200, R"({"campaignId":12.0,"creativeId":3.45e2,"title":"","message":"",)"
-                       R"("frequencyCapping":{"intervalHours":24.0,"maxFrequency":1}})"});
-  const auto [creative, error] = fetch(7);
-  ASSERT_TRUE(creative);
-  EXPECT_EQ(creative->campaignId, 12);
-  EXPECT_EQ(creative->creativeId, 345);
-  EXPECT_FALSE(creative->data);
-  ASSERT_TRUE(creative->frequencyCapping);
-  EXPECT_EQ(creative->frequencyCapping->intervalHours, 24);
-}
-
-TEST_F(CreativeWebServiceTest, BadDataOrFrequencyCappingIsDroppedSilently) {
-  const std::string ids = R"("campaignId":1,"creativeId":2,"title":"t","message":"m")";
-  for (const std::string extra :
-       {R"("data":{"nested":1})", R"("data":null)", R"("data":5)",
-        R"("frequencyCapping":{"intervalHours":24})", R"("frequencyCapping":[24,3])",
-        R"("frequencyCapping":{"intervalHours":1.5,"maxFrequency":3})",
-        R"("frequencyCapping":{"intervalHours":"24","maxFrequency":3})"}) {
+// Integral numbers are integers; a bad data or frequency capping is dropped silently.
+TEST_F(CreativeWebServiceTest, OptionalPartsMayBeMissingOrBadAndNumbersMayBeWrittenAsReals) {
+  const std::string ids = R"("campaignId":12.0,"creativeId":3.45e2,"title":"t","message":"m")";
+  const std::pair<std::string, bool> cases[] = {
+      {R"("frequencyCapping":{"intervalHours":24.0,"maxFrequency":1})", true},
+      {R"("data":{"nested":1})", false},
+      {R"("data":null)", false},
+      {R"("data":5)", false},
+      {R"("frequencyCapping":{"intervalHours":24})", false},
+      {R"("frequencyCapping":[24,3])", false},
+      {R"("frequencyCapping":{"intervalHours":1.5,"maxFrequency":3})", false},
+      {R"("frequencyCapping":{"intervalHours":"24","maxFrequency":3})", false},
+  };
+  for (const auto& [extra, capped] : cases) {
     server.respond("/b/binding/7/ios.json", {200, "{" + ids + "," + extra + "}"});
     const auto [creative, error] = fetch(7);
     ASSERT_TRUE(creative) << extra;
     EXPECT_FALSE(error);
+    EXPECT_EQ(creative->campaignId, 12);
+    EXPECT_EQ(creative->creativeId, 345);
     EXPECT_FALSE(creative->data) << extra;
-    EXPECT_FALSE(creative->frequencyCapping) << extra;
+    EXPECT_EQ(creative->frequencyCapping.has_value(), capped) << extra;
+    if (capped) {
+      EXPECT_EQ(creative->frequencyCapping->intervalHours, 24);
+    }
   }
   EXPECT_TRUE(platform->log->records().empty());
 }
@@ -168,21 +162,23 @@ TEST_F(CreativeWebServiceTest, ValidationRunsInOrderAndLogsTheFirstFailure) {
 }
 
 TEST_F(CreativeWebServiceTest, HttpFailuresMapToPublicErrors) {
-  const auto forbidden = failureFor(kValidCreative, 403);
-  ASSERT_TRUE(forbidden);
-  EXPECT_EQ(forbidden->code(), ErrorType::forbiddenFetchCreative);
-  EXPECT_EQ(forbidden->message(), "Cannot fetch creative data, insufficient permissions.");
-
-  const auto missing = failureFor(kValidCreative, 404);
-  ASSERT_TRUE(missing);
-  EXPECT_EQ(missing->code(), ErrorType::notFoundCreative);
-  EXPECT_EQ(missing->message(), "Creative data not found.");
-
-  for (const int status : {300, 500, 503}) {
-    const auto other = failureFor(kValidCreative, status);
-    ASSERT_TRUE(other);
-    EXPECT_EQ(other->code(), ErrorType::unknown);
-    EXPECT_EQ(other->message(), "HTTP error: " + std::to_string(status));
+  const struct {
+    int status;
+    ErrorType code;
+    std::string message;
+  } cases[] = {
+      {403, ErrorType::forbiddenFetchCreative,
+       "Cannot fetch creative data, insufficient permissions."},
+      {404, ErrorType::notFoundCreative, "Creative data not found."},
+      {300, ErrorType::unknown, "HTTP error: 300"},
+      {500, ErrorType::unknown, "HTTP error: 500"},
+      {503, ErrorType::unknown, "HTTP error: 503"},
+  };
+  for (const auto& c : cases) {
+    const auto error = failureFor(kValidCreative, c.status);
+    ASSERT_TRUE(error) << c.status;
+    EXPECT_EQ(error->code(), c.code) << c.status;
+    EXPECT_EQ(error->message(), c.message);
   }
   EXPECT_TRUE(platform->log->records().empty());
 }

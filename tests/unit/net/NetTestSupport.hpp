@@ -14,9 +14,6 @@
 #include <tuple>
 
 #include "platform/net/CurlHttpSession.hpp"
-#include "platform/net/CurlUrlToolkit.hpp"
-#include "platform/sim/MemoryUserDefaults.hpp"
-#include "platform/sim/SimDeviceInfo.hpp"
 #include "support/SimWorld.hpp"
 #include "support/TestHttpsServer.hpp"
 
@@ -68,18 +65,17 @@ class CompletionProbe {
   std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 
-/// A sim world (for the recorded log and the profile's device and store) plus a
-/// real HTTPS server and a real session that trusts it.
+/// The sim phone (for the recorded log and the profile's device and store)
+/// plus a real HTTPS server and a real session that trusts it.
 class NetTest : public SimWorld {
  protected:
-  static constexpr const char* kInstallationId = "6BA7B810-9DAD-11D1-80B4-00C04FD430C8";
+  NetTest() : SimWorld(arm64()) {}
 
-  NetTest() {
-    platform->device = std::make_shared<platform::SimDeviceInfo>("arm64-test");
-    platform->defaults = std::make_shared<platform::MemoryUserDefaults>(
-        platform::MemoryUserDefaults::Contents{{"LumoraBeaconSDK.UUID", kInstallationId}});
+  static platform::SimPhoneOptions arm64() {
+    auto options = installed();
+    options.machine = "arm64-test";
+    return options;
   }
-
   platform::CurlHttpSessionOptions trustingOptions() const {
     platform::CurlHttpSessionOptions options;
     options.extraCaFile = server.caFile();
@@ -89,7 +85,7 @@ class NetTest : public SimWorld {
   TestHttpsServer server;
   std::shared_ptr<platform::HttpSession> session =
       std::make_shared<platform::CurlHttpSession>(trustingOptions());
-  std::shared_ptr<const platform::UrlToolkit> urls = std::make_shared<platform::CurlUrlToolkit>();
+  std::shared_ptr<const platform::UrlToolkit> urls = platform->urls;
 };
 
 }  // namespace lumora::testing

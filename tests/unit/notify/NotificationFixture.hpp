@@ -10,11 +10,6 @@
 #include "core/net/UserEventWebService.hpp"
 #include "core/notify/NotificationManager.hpp"
 #include "core/notify/UserNotificationCenterAdapter.hpp"
-#include "platform/net/CurlUrlToolkit.hpp"
-#include "platform/sim/MemoryUserDefaults.hpp"
-#include "platform/sim/SimAdvertisingIdentity.hpp"
-#include "platform/sim/SimDeviceInfo.hpp"
-#include "platform/sim/SimNotificationCenter.hpp"
 #include "support/RecordingHttpSession.hpp"
 #include "support/SimWorld.hpp"
 
@@ -24,7 +19,6 @@ namespace lumora::testing {
 /// authorized) whose events go to a recording HTTP session answering 200.
 class NotificationFixture : public SimWorld {
  protected:
-  static constexpr const char* kInstallationId = "6BA7B810-9DAD-11D1-80B4-00C04FD430C8";
   static constexpr const char* kNoTrackingURL = "https://events.example/open";
   static constexpr std::int64_t kBindingId = 0x123456;
   static constexpr std::int64_t kCampaignId = 12;
@@ -38,24 +32,7 @@ class NotificationFixture : public SimWorld {
     std::optional<NotificationError> error;
   };
 
-  NotificationFixture() {
-    platform->defaults = std::make_shared<platform::MemoryUserDefaults>(
-        platform::MemoryUserDefaults::Contents{{"LumoraBeaconSDK.UUID", kInstallationId}});
-    platform->device = std::make_shared<platform::SimDeviceInfo>();
-    platform->advertising = std::make_shared<platform::SimAdvertisingIdentity>();
-    center = std::make_shared<platform::SimNotificationCenter>(platform->virtualQueue,
-                                                               platform->virtualClock);
-    center->setAuthorizationStatus(platform::SimNotificationCenter::kAuthorized);
-    http = std::make_shared<RecordingHttpSession>(platform->virtualQueue);
-    eventService = std::make_shared<UserEventWebService>(
-        APIConfiguration(Environment::stage, "https://events.example/tracked", kNoTrackingURL,
-                         "cdn.example", "bucket"),
-        std::make_shared<HttpRequestSender>(http), std::make_shared<platform::CurlUrlToolkit>(),
-        std::nullopt);
-    adapter = std::make_shared<UserNotificationCenterAdapter>(center);
-    manager = NotificationManager::create(eventService, adapter, platform->virtualQueue,
-                                          platform->virtualClock);
-  }
+  NotificationFixture() : SimWorld(installed()) {}
 
   static ClientProfile minimalProfile() {
     return ClientProfile(std::nullopt, std::nullopt, "Shop", std::nullopt);
@@ -74,11 +51,17 @@ class NotificationFixture : public SimWorld {
     return outcome;
   }
 
-  std::shared_ptr<platform::SimNotificationCenter> center;
-  std::shared_ptr<RecordingHttpSession> http;
-  std::shared_ptr<UserEventWebService> eventService;
-  std::shared_ptr<UserNotificationCenterAdapter> adapter;
-  std::shared_ptr<NotificationManager> manager;
+  const std::shared_ptr<platform::SimNotificationCenter> center = phone.notifications;
+  std::shared_ptr<RecordingHttpSession> http =
+      std::make_shared<RecordingHttpSession>(platform->virtualQueue);
+  std::shared_ptr<UserEventWebService> eventService = std::make_shared<UserEventWebService>(
+      APIConfiguration(Environment::stage, "https://events.example/tracked", kNoTrackingURL,
+                       "cdn.example", "bucket"),
+      std::make_shared<HttpRequestSender>(http), platform->urls, std::nullopt);
+  std::shared_ptr<UserNotificationCenterAdapter> adapter =
+      std::make_shared<UserNotificationCenterAdapter>(center);
+  std::shared_ptr<NotificationManager> manager = NotificationManager::create(
+      eventService, adapter, platform->virtualQueue, platform->virtualClock);
 };
 
 }  // namespace lumora::testing

@@ -23,6 +23,13 @@ class NotificationManagerTest : public testing::NotificationFixture {
     }
     return messages;
   }
+  /// The error of a completion that ran and answered false, if of that type.
+  template <class Error>
+  static std::optional<Error> failureOf(const Outcome& outcome) {
+    EXPECT_TRUE(outcome.called && !outcome.success);
+    const auto* error = outcome.error ? std::get_if<Error>(&*outcome.error) : nullptr;
+    return error ? std::optional<Error>(*error) : std::nullopt;
+  }
 };
 
 TEST_F(NotificationManagerTest, MinimalProfileWithoutDataWritesExactlySixTypedKeys) {
@@ -124,11 +131,8 @@ TEST_F(NotificationManagerTest, OnlyAuthorizedStatusAllowsNotifications) {
     center->setAuthorizationStatus(status);
     const auto outcome = show("x", minimalProfile());
     runFor(0);
-    ASSERT_TRUE(outcome->called);
-    EXPECT_FALSE(outcome->success);
-    ASSERT_TRUE(outcome->error.has_value());
-    const auto* error = std::get_if<LumoraAdBeaconError>(&*outcome->error);
-    ASSERT_NE(error, nullptr);
+    const auto error = failureOf<LumoraAdBeaconError>(*outcome);
+    ASSERT_TRUE(error);
     EXPECT_EQ(error->code(), LumoraAdBeaconErrorType::unauthorizedNotificationPermission);
     EXPECT_EQ(error->message(),
               "Notification permission not granted. Please allow notifications in settings.");
@@ -147,11 +151,8 @@ TEST_F(NotificationManagerTest, PlatformRefusalIsPassedOnUnchangedAndNotReported
   center->setAddError(refusal);
   const auto outcome = show("x", minimalProfile());
   runFor(0);
-  ASSERT_TRUE(outcome->called);
-  EXPECT_FALSE(outcome->success);
-  ASSERT_TRUE(outcome->error.has_value());
-  const auto* error = std::get_if<PlatformError>(&*outcome->error);
-  ASSERT_NE(error, nullptr);
+  const auto error = failureOf<PlatformError>(*outcome);
+  ASSERT_TRUE(error);
   EXPECT_EQ(error->domain, refusal.domain);
   EXPECT_EQ(error->code, refusal.code);
   EXPECT_EQ(localizedDescription(*outcome->error), refusal.localizedDescription);
@@ -164,33 +165,33 @@ TEST_F(NotificationManagerTest, FailedEventAnswersFalseButTheNotificationIsStill
   http->respondWith(503);
   const auto outcome = show("x", minimalProfile());
   runFor(1.0);
-  ASSERT_TRUE(outcome->called);
-  EXPECT_FALSE(outcome->success);
-  ASSERT_TRUE(outcome->error.has_value());
-  const auto* error = std::get_if<PlatformError>(&*outcome->error);
-  ASSERT_NE(error, nullptr);
+  const auto error = failureOf<PlatformError>(*outcome);
+  ASSERT_TRUE(error);
   EXPECT_EQ(error->code, 503);
   EXPECT_EQ(error->localizedDescription, "HTTP error: 503");
   EXPECT_EQ(platform->log->count("Failed to send event: HTTP error: 503"), 1u);
   EXPECT_EQ(center->delivered().size(), 1u);
 }
 
-TEST_F(NotificationManagerTest, ManagerReleasedDuringPermissionCheckSchedulesNothing) {
-  const auto outcome = show("x", minimalProfile());
-  manager.reset();
-  runFor(2.0);
-  EXPECT_FALSE(outcome->called);
-  EXPECT_TRUE(center->added().empty());
-  EXPECT_TRUE(http->requests().empty());
-}
-
-TEST_F(NotificationManagerTest, ManagerReleasedDuringAddNeitherReportsNorAnswers) {
-  center->setAddObserver([&](const SimNotificationCenter::AddedNotification&) { manager.reset(); });
-  const auto outcome = show("x", minimalProfile());
-  runFor(2.0);
-  EXPECT_EQ(center->added().size(), 1u);
-  EXPECT_FALSE(outcome->called);
-  EXPECT_TRUE(http->requests().empty());
+// Released while the permission is checked nothing is scheduled; released
+// while the center adds, the notification stays but nothing is reported.
+TEST_F(NotificationManagerTest, AManagerReleasedMidwayNeitherReportsNorAnswers) {
+  for (const bool duringAdd : {false, true}) {
+    SCOPED_TRACE(duringAdd ? "during add" : "during the permission check");
+    manager = NotificationManager::create(eventService, adapter, platform->virtualQueue,
+                                          platform->virtualClock);
+    if (duringAdd) {
+      center->setAddObserver(
+          [&](const SimNotificationCenter::AddedNotification&) { manager.reset(); });
+    }
+    const auto added = center->added().size();
+    const auto outcome = show("x", minimalProfile());
+    if (!duringAdd) manager.reset();
+    runFor(2.0);
+    EXPECT_EQ(center->added().size(), added + (duringAdd ? 1 : 0));
+    EXPECT_FALSE(outcome->called);
+    EXPECT_TRUE(http->requests().empty());
+  }
 }
 
 // Stands in for a delegate the host application installed on the center.
