@@ -99,7 +99,7 @@ class CurlHttpSession::Worker {
         return;
       }
       completeFailures(std::move(incoming.failures));
-      for (auto& transfer : incoming.transfers) waiting_.push_back(std::move(transfer));
+      for (auto& transfer : incoming.transfers) enqueue(std::move(transfer));
       startWaiting();
       int running = 0;
       curl_multi_perform(multi_, &running);
@@ -125,6 +125,20 @@ class CurlHttpSession::Worker {
 
   static void completeFailures(Failures failures) {
     for (auto& [error, completion] : failures) completion(HttpResult{{}, {}, std::move(error)});
+  }
+
+  // Starts the transfer if curl has room and nothing waits before it; queues
+  // it otherwise, up to the bound.
+  void enqueue(std::unique_ptr<CurlTransfer> transfer) {
+    if (waiting_.empty() && active_.size() < kMaxInCurl) {
+      start(std::move(transfer));
+      return;
+    }
+    if (waiting_.size() >= options_.maxWaitingRequests) {
+      transfer->refuseOverflow(waiting_.size());
+      return;
+    }
+    waiting_.push_back(std::move(transfer));
   }
 
   void startWaiting() {

@@ -27,6 +27,9 @@ namespace lumora::platform {
 ///   (code CURLE_ABORTED_BY_CALLBACK). The destructor may run on the worker
 ///   thread itself (a completion releasing the last owner): the thread then
 ///   winds down on its own after the completion returns.
+/// - At most CurlHttpSessionOptions::maxWaitingRequests tasks wait for a
+///   connection; a task beyond that completes at once with a "CurlError"
+///   (code CURLE_ABORTED_BY_CALLBACK) saying it was not sent.
 class CurlHttpSession : public HttpSession {
  public:
   explicit CurlHttpSession(CurlHttpSessionOptions options = {});

@@ -17,6 +17,11 @@ struct CurlHttpSessionOptions {
   std::string systemCaDirectory;
   /// A response body longer than this ends its task with an error.
   std::size_t maxResponseBytes = 1024 * 1024;
+  /// Requests waiting for a free connection at most; one more ends at once
+  /// with an error instead of queueing, so that a server slower than the
+  /// beacons around the host costs bounded memory (a waiting request holds
+  /// a few kilobytes).
+  std::size_t maxWaitingRequests = 1024;
 };
 
 }  // namespace lumora::platform

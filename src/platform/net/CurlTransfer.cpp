@@ -165,9 +165,17 @@ void CurlTransfer::complete(CURLcode code) {
 }
 
 void CurlTransfer::cancel() {
+  abandon("The HTTP session was shut down before the request finished");
+}
+
+void CurlTransfer::refuseOverflow(std::size_t waiting) {
+  abandon("Request not sent: " + std::to_string(waiting) +
+          " requests are already waiting for a connection");
+}
+
+void CurlTransfer::abandon(std::string reason) {
   HttpResult result;
-  result.error = PlatformError{kErrorDomain, CURLE_ABORTED_BY_CALLBACK,
-                               "The HTTP session was shut down before the request finished"};
+  result.error = PlatformError{kErrorDomain, CURLE_ABORTED_BY_CALLBACK, std::move(reason)};
   finish(std::move(result));
 }
 

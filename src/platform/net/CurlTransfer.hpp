@@ -44,12 +44,17 @@ class CurlTransfer {
   void complete(CURLcode code);
   /// Runs the completion with a cancellation error (the session shut down).
   void cancel();
+  /// Runs the completion with an error saying the request was never sent
+  /// because `waiting` requests were already waiting for a connection.
+  void refuseOverflow(std::size_t waiting);
 
  private:
   CURLcode configure(const CurlHttpSessionOptions& options,
                      const std::optional<std::string>& extraCertificates);
   PlatformError errorFor(CURLcode code) const;
   void finish(HttpResult result);
+  /// Ends a request curl never finished, with a "CurlError" abort and `reason`.
+  void abandon(std::string reason);
 
   static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self);
   static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self);

@@ -114,6 +114,26 @@ TEST_F(CurlHttpSessionTest, ABurstOfRequestsOpensABoundedNumberOfConnections) {
   EXPECT_LE(most - before, 2 * 8 + 4);
 }
 
+// Past the transfers curl holds (16) and the bounded wait list, a request ends
+// at once, unsent, instead of costing memory while a slow server catches up.
+TEST_F(CurlHttpSessionTest, RequestsBeyondTheWaitingBoundEndAtOnceUnsent) {
+  server.respond("/held", TestHttpsServer::Response::neverAnswering());
+  auto options = trustingOptions();
+  options.maxWaitingRequests = 4;
+  auto bounded = std::make_unique<CurlHttpSession>(options);
+  std::vector<CompletionProbe<HttpResult>> probes(30);
+  for (auto& probe : probes) bounded->dataTask(request("/held"), probe.callback());
+  for (std::size_t i = 20; i < probes.size(); ++i) {
+    expectError(std::get<0>(probes[i].wait()), CURLE_ABORTED_BY_CALLBACK,
+                "Request not sent: 4 requests are already waiting for a connection");
+  }
+  for (std::size_t i = 0; i < 20; ++i) EXPECT_EQ(probes[i].calls(), 0) << i;
+  bounded.reset();
+  for (std::size_t i = 0; i < 20; ++i) {
+    expectError(std::get<0>(probes[i].wait()), CURLE_ABORTED_BY_CALLBACK, "shut down");
+  }
+}
+
 TEST_F(CurlHttpSessionTest, TimeOutsAndBodiesOverTheLimitEndInErrors) {
   auto options = trustingOptions();
   options.maxResponseBytes = 1000;
