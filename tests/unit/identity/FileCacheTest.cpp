@@ -49,6 +49,9 @@ TEST_F(FileCacheTest, FailuresAreReportedByKind) {
   std::ofstream(base / "plain") << "a file where a folder should be";
   FileCache blocked(base, "plain", "value.txt");
   EXPECT_EQ(failureOf([&] { blocked.set("x"); }), FileCacheError::Kind::writeFailed);
+  // A full disk refuses the bytes only when the file is flushed and closed.
+  FileCache full("/dev", "", "full");
+  EXPECT_EQ(failureOf([&] { full.set("x"); }), FileCacheError::Kind::writeFailed);
 
   fs::create_directories(base / "cache" / "value.txt" / "child");
   FileCache directory(base, "cache", "value.txt");
