@@ -19,8 +19,13 @@ std::shared_ptr<Platform>& installedPlatform() {
 }  // namespace
 
 void Platform::install(std::shared_ptr<Platform> platform) {
-  std::lock_guard lock(installMutex());
-  installedPlatform() = std::move(platform);
+  {
+    std::lock_guard lock(installMutex());
+    installedPlatform().swap(platform);
+  }
+  // The replaced platform is released here, outside the lock: its services
+  // may log while they wind down, from their own threads too, and logging
+  // asks for the installed platform.
 }
 
 std::shared_ptr<Platform> Platform::installed() {
