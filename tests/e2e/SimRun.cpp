@@ -116,10 +116,13 @@ SimRun::Exit SimRun::runSim(const std::vector<std::string>& arguments, const Pro
   return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readText(errors)};
 }
 
-SimRun::Result SimRun::runFile(const std::filesystem::path& scenarioFile) {
+SimRun::Result SimRun::runFile(const std::filesystem::path& scenarioFile,
+                               const std::vector<std::string>& moreArguments) {
   const auto jsonl = folder / "out.jsonl";
   std::filesystem::remove(jsonl);
-  const Exit exit = runSim({scenarioFile.string(), "--jsonl", jsonl.string()}, {});
+  std::vector<std::string> arguments{scenarioFile.string(), "--jsonl", jsonl.string()};
+  arguments.insert(arguments.end(), moreArguments.begin(), moreArguments.end());
+  const Exit exit = runSim(arguments, {});
   Result result;
   result.exitCode = exit.code;
   result.errorOutput = exit.errorOutput;
@@ -144,9 +147,15 @@ std::vector<std::string> SimRun::callbackNames(const Result& result) {
 }
 
 std::size_t SimRun::logCount(const Result& result, const std::string& message) {
-  std::size_t count = 0;
-  for (const auto& record : ofKind(result, "log")) count += record["message"] == message ? 1 : 0;
-  return count;
+  return logTimes(result, message).size();
+}
+
+std::vector<double> SimRun::logTimes(const Result& result, const std::string& message) {
+  std::vector<double> times;
+  for (const auto& record : ofKind(result, "log")) {
+    if (record["message"] == message) times.push_back(record["t"]);
+  }
+  return times;
 }
 
 std::vector<nlohmann::json> SimRun::eventsOfType(const std::string& type) const {

@@ -41,7 +41,9 @@ class SimRun : public ::testing::Test {
   nlohmann::json scenario(const nlohmann::json& steps, double until,
                           const std::string& config = "sdk.plist") const;
   Result run(const nlohmann::json& scenario);
-  Result runFile(const std::filesystem::path& scenarioFile);
+  /// Runs the file with --jsonl and any further arguments.
+  Result runFile(const std::filesystem::path& scenarioFile,
+                 const std::vector<std::string>& moreArguments = {});
 
   /// How runSim starts lumora-sim: its working directory, where its standard
   /// output goes, and TMPDIR (unset: inherited).
@@ -60,6 +62,8 @@ class SimRun : public ::testing::Test {
   static std::vector<nlohmann::json> ofKind(const Result& result, const std::string& kind);
   static std::vector<std::string> callbackNames(const Result& result);
   static std::size_t logCount(const Result& result, const std::string& message);
+  /// The times of the log records with this message.
+  static std::vector<double> logTimes(const Result& result, const std::string& message);
   /// Events the server received, of one type ("request", "notification", "click").
   std::vector<nlohmann::json> eventsOfType(const std::string& type) const;
 

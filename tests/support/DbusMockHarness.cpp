@@ -9,6 +9,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <memory>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -218,22 +219,34 @@ DbusMockHarness::VariantPtr DbusMockHarness::call(const std::string& destination
   return VariantPtr(reply, &unrefVariant);
 }
 
-std::string DbusMockHarness::callError(const std::string& destination, const std::string& path,
-                                       const std::string& iface, const std::string& method,
-                                       GVariant* params) {
-  GError* error = nullptr;
-  GVariant* reply = g_dbus_connection_call_sync(connection_, destination.c_str(), path.c_str(),
-                                                iface.c_str(), method.c_str(), params, nullptr,
-                                                G_DBUS_CALL_FLAGS_NONE, 10000, nullptr, &error);
-  if (reply) {
-    g_variant_unref(reply);
-    return "";
+DbusMockHarness::VariantPtr DbusMockHarness::callIterating(const std::string& destination,
+                                                           const std::string& path,
+                                                           const std::string& iface,
+                                                           const std::string& method,
+                                                           GVariant* params, std::string* error) {
+  struct Outcome {
+    bool done = false;
+    GVariant* reply = nullptr;
+    std::string error;
+  };
+  auto outcome = std::make_shared<Outcome>();
+  g_dbus_connection_call(
+      connection_, destination.c_str(), path.c_str(), iface.c_str(), method.c_str(), params,
+      nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, nullptr,
+      [](GObject* source, GAsyncResult* result, gpointer data) {
+        std::unique_ptr<std::shared_ptr<Outcome>> box(static_cast<std::shared_ptr<Outcome>*>(data));
+        GError* failure = nullptr;
+        (*box)->reply = g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, &failure);
+        if (failure) (*box)->error = failure->message;
+        g_clear_error(&failure);
+        (*box)->done = true;
+      },
+      new std::shared_ptr<Outcome>(outcome));
+  if (!iterateUntil([&] { return outcome->done; })) {
+    throw std::runtime_error(method + " got no answer");
   }
-  gchar* name = g_dbus_error_get_remote_error(error);
-  std::string result = name ? name : (error ? error->message : "unknown error");
-  g_free(name);
-  g_clear_error(&error);
-  return result;
+  if (error) *error = outcome->error;
+  return VariantPtr(outcome->reply, &unrefVariant);
 }
 
 void DbusMockHarness::emitSignal(const std::string& busName, const std::string& path,
@@ -283,6 +296,12 @@ bool DbusMockHarness::iterateUntil(const std::function<bool()>& condition,
   }
   g_source_remove(tick);
   return satisfied;
+}
+
+void DbusMockHarness::idle(double seconds) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+  iterateUntil([&] { return std::chrono::steady_clock::now() >= end; },
+               std::chrono::milliseconds(static_cast<int>(seconds * 1000) + 1000));
 }
 
 }  // namespace lumora::test
