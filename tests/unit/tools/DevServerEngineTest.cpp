@@ -66,6 +66,7 @@ class DevServerEngineTest : public ::testing::Test {
   }
 
   void startServer(DevServerConfig config) {
+    server.reset();
     config.creativesDir = creatives.path();
     config.eventsFile = eventsFile;
     config.console = &console;
@@ -128,49 +129,44 @@ class DevServerEngineTest : public ::testing::Test {
   std::unique_ptr<httplib::SSLClient> client;
 };
 
-TEST_F(DevServerEngineTest, ServesCreativesAsJsonOverVerifiedTls) {
-  EXPECT_NE(server->port(), 0);
+TEST_F(DevServerEngineTest, ServesCreativesInsideTheTreeOnlyAndOverVerifiedTlsOnly) {
   EXPECT_EQ(server->baseUrl(), "https://127.0.0.1:" + std::to_string(server->port()));
+  const struct {
+    const char* method;
+    const char* path;
+    int status;
+    const char* body;  // nullptr: anything but the secret
+  } cases[] = {
+      {"GET", "/bucket/binding/1/2/3/4/ios.json", 200, kCreative},
+      {"GET", "/bucket/binding/-/1/2/ios.json", 200, R"({"negative":true})"},
+      {"GET", "/bucket/binding/9/ios.json", 404, nullptr},
+      {"GET", "/bucket/notes.json", 404, nullptr},
+      {"GET", "/bucket/binding/12/34/ios.json", 404, nullptr},
+      {"GET", "/bucket/binding/ios.json", 404, nullptr},
+      {"GET", "/bucket/binding/1/2/3/4/android.json", 404, nullptr},
+      {"GET", "/other/binding/1/2/3/4/ios.json", 404, nullptr},
+      {"POST", "/tracking/events", 404, nullptr},
+      {"GET", "/bucket/binding/../../../etc/binding/1/ios.json", 403, nullptr},
+      {"GET", "/../outside/binding/7/ios.json", 403, nullptr},
+      {"GET", "/escape/binding/7/ios.json", 403, nullptr},
+  };
+  for (const auto& c : cases) {
+    const auto result =
+        std::string(c.method) == "GET" ? get(c.path) : post(c.path, validEvent("request").dump());
+    ASSERT_TRUE(result) << c.path;
+    EXPECT_EQ(result->status, c.status) << c.path;
+    if (c.body) {
+      EXPECT_EQ(result->body, c.body);
+      EXPECT_EQ(result->get_header_value("Content-Type"), "application/json");
+    }
+    EXPECT_EQ(result->body.find("secret"), std::string::npos);
+  }
+  EXPECT_TRUE(server->events().empty());  // a POST outside device_events is not one
 
-  const auto creative = get("/bucket/binding/1/2/3/4/ios.json");
-  ASSERT_TRUE(creative) << httplib::to_string(creative.error());
-  EXPECT_EQ(creative->status, 200);
-  EXPECT_EQ(creative->get_header_value("Content-Type"), "application/json");
-  EXPECT_EQ(creative->body, kCreative);
-
-  const auto negative = get("/bucket/binding/-/1/2/ios.json");
-  ASSERT_TRUE(negative);
-  EXPECT_EQ(negative->status, 200);
-  EXPECT_EQ(negative->body, R"({"negative":true})");
-}
-
-TEST_F(DevServerEngineTest, ClientWithoutTheCaRefusesTheServer) {
   httplib::SSLClient stranger("127.0.0.1", server->port());
   stranger.set_ca_cert_path("/dev/null");
   stranger.enable_server_certificate_verification(true);
-  const auto result = stranger.Get("/bucket/binding/1/2/3/4/ios.json");
-  EXPECT_FALSE(result);
-}
-
-TEST_F(DevServerEngineTest, MissingCreativesAndOtherPathsAre404) {
-  for (const char* path :
-       {"/bucket/binding/9/ios.json", "/bucket/notes.json", "/bucket/binding/12/34/ios.json",
-        "/bucket/binding/ios.json", "/bucket/binding/1/2/3/4/android.json",
-        "/other/binding/1/2/3/4/ios.json"}) {
-    const auto result = get(path);
-    ASSERT_TRUE(result) << path;
-    EXPECT_EQ(result->status, 404) << path;
-  }
-}
-
-TEST_F(DevServerEngineTest, PathsLeavingTheTreeAre403) {
-  for (const char* path : {"/bucket/binding/../../../etc/binding/1/ios.json",
-                           "/../outside/binding/7/ios.json", "/escape/binding/7/ios.json"}) {
-    const auto result = get(path);
-    ASSERT_TRUE(result) << path;
-    EXPECT_EQ(result->status, 403) << path;
-    EXPECT_EQ(result->body.find("secret"), std::string::npos);
-  }
+  EXPECT_FALSE(stranger.Get("/bucket/binding/1/2/3/4/ios.json"));
 }
 
 TEST_F(DevServerEngineTest, AcceptsValidEventsOnBothEndpointsAndRecordsThem) {
@@ -246,6 +242,16 @@ TEST_F(DevServerEngineTest, RejectsEachKindOfBadBodyNamingTheProblem) {
     ASSERT_EQ(problems.size(), 1u) << c.problem << " / " << json(problems).dump();
     EXPECT_EQ(problems[0].substr(0, c.problem.size()), c.problem);
   }
+  // Every problem of one body is named.
+  EXPECT_EQ(problemsFor("click",
+                        [](json& b) {
+                          b.erase("uuid");
+                          b["clientInfo"]["platform"] = "linux";
+                          b.erase("cid");
+                        }),
+            (std::vector<std::string>{"\"uuid\" is missing",
+                                      "\"clientInfo.platform\" must be \"ios\", got \"linux\"",
+                                      "\"cid\" is missing"}));
 
   const auto notJson = post("/tracking/device_events", "{\"timestamp\": ");
   ASSERT_TRUE(notJson);
@@ -253,7 +259,7 @@ TEST_F(DevServerEngineTest, RejectsEachKindOfBadBodyNamingTheProblem) {
   EXPECT_EQ(json::parse(notJson->body)["problems"][0], "the body is not valid JSON");
 
   const std::vector<ReceivedEvent> events = server->events();
-  ASSERT_EQ(events.size(), cases.size() + 1);
+  ASSERT_EQ(events.size(), cases.size() + 2);
   EXPECT_FALSE(events.back().valid);
   const json last = eventLines().back();
   EXPECT_EQ(last["body"], "{\"timestamp\": ");
@@ -411,62 +417,37 @@ TEST_F(DevServerEngineTest, ListensOnAnIpv6AddressItsCertificateNames) {
   EXPECT_EQ(result.response->statusCode, 200);
 }
 
-TEST_F(DevServerEngineTest, EveryProblemOfOneBodyIsReported) {
-  const auto problems = problemsFor("click", [](json& b) {
-    b.erase("uuid");
-    b["clientInfo"]["platform"] = "linux";
-    b.erase("cid");
-  });
-  EXPECT_EQ(problems,
-            (std::vector<std::string>{"\"uuid\" is missing",
-                                      "\"clientInfo.platform\" must be \"ios\", got \"linux\"",
-                                      "\"cid\" is missing"}));
-}
-
-TEST_F(DevServerEngineTest, PostsOutsideDeviceEventsAre404AndNotRecorded) {
-  const auto result = post("/tracking/events", validEvent("request").dump());
-  ASSERT_TRUE(result);
-  EXPECT_EQ(result->status, 404);
-  EXPECT_TRUE(server->events().empty());
-}
-
-TEST_F(DevServerEngineTest, ServesWithAGivenCertificateAndStopsCleanly) {
-  const SelfSignedCertificate given = SelfSignedCertificate::generate(work.path() / "given");
+// A given pair is served as is; a certificate folder keeps one pair across
+// starts; without either the generated pair goes with the server.
+TEST_F(DevServerEngineTest, ServesGivenKeptOrTemporaryCertificates) {
+  const std::filesystem::path temporary = server->caFile();
+  EXPECT_TRUE(std::filesystem::exists(temporary));
   server->stop();
+  EXPECT_FALSE(std::filesystem::exists(temporary.parent_path()));
   EXPECT_FALSE(server->isRunning());
   EXPECT_EQ(server->port(), 0);
+
+  const SelfSignedCertificate given = SelfSignedCertificate::generate(work.path() / "given");
   DevServerConfig config;
   config.certFile = given.certFile();
   config.keyFile = given.keyFile();
   startServer(config);
   EXPECT_EQ(server->caFile(), given.certFile());
-  const auto result = get("/bucket/binding/1/2/3/4/ios.json");
-  ASSERT_TRUE(result);
-  EXPECT_EQ(result->status, 200);
-}
+  const auto served = get("/bucket/binding/1/2/3/4/ios.json");
+  ASSERT_TRUE(served) << httplib::to_string(served.error());
+  EXPECT_EQ(served->status, 200);
 
-TEST_F(DevServerEngineTest, CertificateDirectoryKeepsOneCertificateAcrossStarts) {
   const std::filesystem::path certs = work.path() / "data" / "lumora" / "devserver";
-  server.reset();
-  DevServerConfig config;
+  config = DevServerConfig();
   config.certDir = certs;
   startServer(config);
   EXPECT_EQ(server->caFile(), certs / "cert.pem");
   const std::string first = readText(certs / "cert.pem");
-  server.reset();
   startServer(config);
   EXPECT_EQ(readText(server->caFile()), first);
-  const auto result = get("/bucket/binding/1/2/3/4/ios.json");
-  ASSERT_TRUE(result) << httplib::to_string(result.error());
-  EXPECT_EQ(modeOf(certs), 0700);
-  EXPECT_EQ(modeOf(certs / "key.pem"), 0600);
-}
-
-TEST_F(DevServerEngineTest, TemporaryCertificateIsRemovedOnStop) {
-  const std::filesystem::path ca = server->caFile();
-  EXPECT_TRUE(std::filesystem::exists(ca));
-  server->stop();
-  EXPECT_FALSE(std::filesystem::exists(ca.parent_path()));
+  ASSERT_TRUE(get("/bucket/binding/1/2/3/4/ios.json"));
+  EXPECT_EQ(modeOf(certs), 0700u);
+  EXPECT_EQ(modeOf(certs / "key.pem"), 0600u);
 }
 
 TEST(SelfSignedCertificateTest, KeptPairIsReplacedWhenItCannotServe) {
