@@ -14,8 +14,6 @@
 #include <thread>
 #include <vector>
 
-extern char** environ;
-
 namespace lumora::test {
 namespace {
 
@@ -116,20 +114,12 @@ pid_t DbusMockHarness::spawn(const std::vector<std::string>& argv, int stdoutFd)
   for (const auto& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
   args.push_back(nullptr);
 
-  std::vector<std::string> envStrings;
-  for (char** entry = environ; *entry; ++entry) {
-    const std::string text = *entry;
-    if (text.rfind("DBUS_SYSTEM_BUS_ADDRESS=", 0) == 0) continue;
-    if (text.rfind("DBUS_SESSION_BUS_ADDRESS=", 0) == 0) continue;
-    envStrings.push_back(text);
+  // The children see this bus as both their system and their session bus.
+  gchar** environment = g_get_environ();
+  for (const char* name : {"DBUS_SYSTEM_BUS_ADDRESS", "DBUS_SESSION_BUS_ADDRESS"}) {
+    environment = address_.empty() ? g_environ_unsetenv(environment, name)
+                                   : g_environ_setenv(environment, name, address_.c_str(), TRUE);
   }
-  if (!address_.empty()) {
-    envStrings.push_back("DBUS_SYSTEM_BUS_ADDRESS=" + address_);
-    envStrings.push_back("DBUS_SESSION_BUS_ADDRESS=" + address_);
-  }
-  std::vector<char*> env;
-  for (auto& text : envStrings) env.push_back(text.data());
-  env.push_back(nullptr);
 
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
@@ -147,7 +137,8 @@ pid_t DbusMockHarness::spawn(const std::vector<std::string>& argv, int stdoutFd)
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
   posix_spawnattr_setpgroup(&attributes, 0);
   pid_t pid = -1;
-  const int result = posix_spawn(&pid, args[0], &actions, &attributes, args.data(), env.data());
+  const int result = posix_spawn(&pid, args[0], &actions, &attributes, args.data(), environment);
+  g_strfreev(environment);
   posix_spawn_file_actions_destroy(&actions);
   posix_spawnattr_destroy(&attributes);
   if (result != 0) throw std::runtime_error("cannot start " + argv[0]);
