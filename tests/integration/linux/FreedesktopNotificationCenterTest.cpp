@@ -119,7 +119,8 @@ TEST_F(FreedesktopNotificationCenterTest,
   // The mock server lists "body-markup", so markup characters are escaped.
   EXPECT_EQ(notifyString(0, 4), "Shoes &amp; bags &lt;50%&gt;");
   gsize count = 0;
-  const gchar** actions = g_variant_get_strv(notifyArgument(0, 5).get(), &count);
+  const auto actionList = notifyArgument(0, 5);  // the strings below live in it
+  const gchar** actions = g_variant_get_strv(actionList.get(), &count);
   ASSERT_EQ(count, 2u);
   EXPECT_STREQ(actions[0], "default");
   EXPECT_STREQ(actions[1], "Open");
@@ -137,7 +138,8 @@ TEST_F(FreedesktopNotificationCenterTest, PlainBodyAndTheMessageSoundWhereTheSer
   ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return notifyCount() == 2; }));
   EXPECT_EQ(notifyString(0, 4), "Shoes & bags <50%>");
   const gchar* sound = nullptr;
-  EXPECT_TRUE(g_variant_lookup(notifyArgument(0, 6).get(), "sound-name", "&s", &sound));
+  const auto hints = notifyArgument(0, 6);  // `sound` points into it
+  EXPECT_TRUE(g_variant_lookup(hints.get(), "sound-name", "&s", &sound));
   EXPECT_STREQ(sound, "message-new-instant");
   EXPECT_EQ(g_variant_n_children(notifyArgument(1, 6).get()), 0u) << "a request without sound";
 }
