@@ -14,13 +14,6 @@ void writeText(const std::filesystem::path& path, const std::string& text) {
   std::ofstream(path) << text;
 }
 
-std::string readText(const std::filesystem::path& path) {
-  std::ifstream in(path);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
 std::string entry(const std::string& key, const std::string& value) {
   return "<key>" + key + "</key><string>" + value + "</string>";
 }
@@ -32,6 +25,13 @@ constexpr const char* kCapped =
         "frequencyCapping":{"intervalHours":24,"maxFrequency":1}})";
 
 }  // namespace
+
+std::string SimRun::readText(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
 
 SimRun::SimRun()
     : folder(std::filesystem::temp_directory_path() /
@@ -54,7 +54,7 @@ SimRun::~SimRun() {
   std::filesystem::remove_all(folder);
 }
 
-std::string SimRun::writePlist(const PlistOptions& options, const std::string& name) {
+void SimRun::writePlist(const PlistOptions& options) {
   const std::string events =
       options.unreachableEvents ? "https://127.0.0.1:1" : "https://" + server->hostAndPort();
   const std::string group = "<dict>" + entry("EventURL", events + "/tracking") +
@@ -72,14 +72,12 @@ std::string SimRun::writePlist(const PlistOptions& options, const std::string& n
             "</dict><key>CustomBeacon</key><dict>" + entry("ServiceUUID", kServiceUuid) +
             "</dict></dict>";
   }
-  writeText(folder / name,
+  writeText(folder / "sdk.plist",
             "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>" + body + "</dict></plist>");
-  return name;
 }
 
-nlohmann::json SimRun::scenario(const nlohmann::json& steps, double until,
-                                const std::string& config) const {
-  return {{"config", config},
+nlohmann::json SimRun::scenario(const nlohmann::json& steps, double until) const {
+  return {{"config", "sdk.plist"},
           {"caFile", server->caFile().string()},
           {"startTime", 1700000000.0},
           {"initial",
@@ -117,12 +115,13 @@ SimRun::Exit SimRun::runSim(const std::vector<std::string>& arguments, const Pro
 }
 
 SimRun::Result SimRun::runFile(const std::filesystem::path& scenarioFile,
-                               const std::vector<std::string>& moreArguments) {
+                               const std::vector<std::string>& moreArguments,
+                               const Process& process) {
   const auto jsonl = folder / "out.jsonl";
   std::filesystem::remove(jsonl);
   std::vector<std::string> arguments{scenarioFile.string(), "--jsonl", jsonl.string()};
   arguments.insert(arguments.end(), moreArguments.begin(), moreArguments.end());
-  const Exit exit = runSim(arguments, {});
+  const Exit exit = runSim(arguments, process);
   Result result;
   result.exitCode = exit.code;
   result.errorOutput = exit.errorOutput;

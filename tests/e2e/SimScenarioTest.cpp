@@ -36,13 +36,6 @@ json updateProfile(double time, const std::string& appName, const std::string& a
             {{"profile", {{"appName", appName}, {"advertisingId", advertisingId}}}});
 }
 
-std::string textOf(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
 bool contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
 }
@@ -65,10 +58,10 @@ double lastIBeacon(const json& scenario) {
 class SimScenarioTest : public SimRun {};
 
 // The shipped demo, run as shipped: the whole job, the gate closing 10 to 11 s
-// after the last iBeacon on the air, and the picture of the run.
+// after the last iBeacon on the air, its story and the picture of the run.
 TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTime) {
-  const auto svg = folder / "visit.svg";
-  const auto result = runFile(kStoreVisit, {"--svg", svg.string()});
+  const auto svg = folder / "visit.svg", story = folder / "story.txt";
+  const auto result = runFile(kStoreVisit, {"--svg", svg.string()}, {.standardOutput = story});
   ASSERT_EQ(result.exitCode, 0) << result.errorOutput;
   EXPECT_EQ(callbackNames(result),
             (std::vector<std::string>{"onInitialized", "onCreativeReceived",
@@ -86,6 +79,20 @@ TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTi
   EXPECT_EQ(defaults["kind"], "defaults");
   EXPECT_EQ(defaults["store"]["LumoraBeaconSDK.UUID"].get<std::string>().size(), 36u);
 
+  const std::string text = readText(story);
+  EXPECT_LT(lineCount(text), 60u) << text;
+  EXPECT_FALSE(contains(text, "Skipping duplicate")) << text;
+  for (const char* line :
+       {"     5.000s  gate          Entered iBeacon region: com.lumora.beacon.store-visit",
+        "     5.000s  scan          start", "     6.000s  beacon        Processing beacon data",
+        "    20.000s  action        tapNotification index=0", "    20.000s  server        POST",
+        "    36.500s  callback      onError code=11", "  summary\n    creatives delivered  2",
+        "    suppressed           1: frequency cap 1\n"}) {
+    EXPECT_TRUE(contains(text, line)) << line << "\n" << text;
+  }
+  runSim({kStoreVisit.string(), "--verbose"}, {.standardOutput = story});
+  EXPECT_TRUE(contains(readText(story), "Skipping duplicate beacon data"));
+
   const double lastOnAir = lastIBeacon(json::parse(std::ifstream(kStoreVisit)));
   ASSERT_GE(lastOnAir, 0.0);
   std::optional<double> stop;
@@ -101,7 +108,7 @@ TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTi
   EXPECT_EQ(logTimes(result, kGateClosed), std::vector<double>{*stop});
 
   // x = 270 + t * 940 / 150 for this 150-second run.
-  const std::string picture = textOf(svg);
+  const std::string picture = readText(svg);
   for (const char* mark :
        {R"(data-lane="iBeacon region")", R"x(data-lane="custom scan (gate)")x",
         "data-lane=\"binding 1234 \u00b7 space 0a1b2c3d4e5f6071\"",
@@ -118,7 +125,7 @@ TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTi
   ASSERT_EQ(std::system(("rsvg-convert '" + svg.string() + "' -o '" + png.string() + "'").c_str()),
             0);
   // The PNG header: width and height, big-endian, at bytes 16 and 20.
-  const std::string image = textOf(png);
+  const std::string image = readText(png);
   ASSERT_GT(image.size(), 24u);
   const auto word = [&image](std::size_t offset) {
     std::uint32_t value = 0;
@@ -129,25 +136,6 @@ TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTi
   EXPECT_EQ(image.substr(1, 3), "PNG");
   EXPECT_EQ(word(16), 1240u);
   EXPECT_EQ(word(20), 416u);  // nine lanes, the axis and the legend
-}
-
-TEST_F(SimScenarioTest, StoryOfTheStoreVisitAndEveryLineWithVerbose) {
-  const auto story = folder / "story.txt";
-  auto exit = runSim({kStoreVisit.string()}, {.standardOutput = story});
-  ASSERT_EQ(exit.code, 0) << exit.errorOutput;
-  const std::string text = textOf(story);
-  EXPECT_LT(lineCount(text), 60u) << text;
-  EXPECT_FALSE(contains(text, "Skipping duplicate")) << text;
-  for (const char* line :
-       {"     5.000s  gate          Entered iBeacon region: com.lumora.beacon.store-visit",
-        "     5.000s  scan          start", "     6.000s  beacon        Processing beacon data",
-        "    20.000s  action        tapNotification index=0", "    20.000s  server        POST",
-        "    36.500s  callback      onError code=11", "  summary\n    creatives delivered  2",
-        "    suppressed           1: frequency cap 1\n"}) {
-    EXPECT_TRUE(contains(text, line)) << line << "\n" << text;
-  }
-  exit = runSim({kStoreVisit.string(), "--verbose"}, {.standardOutput = story});
-  EXPECT_TRUE(contains(textOf(story), "Skipping duplicate beacon data"));
 }
 
 // One visit through the facade's guards, the pipeline's failures, a tap, the
@@ -302,25 +290,24 @@ TEST_F(SimScenarioTest, BluetoothOffWhenTheGateOpensIsRetriedOnLaterIBeacons) {
 // private certificate folder never stays behind in TMPDIR.
 TEST_F(SimScenarioTest, FailuresAreOneLineAndLeaveNothingInTheTemporaryFolder) {
   writePlist({});
-  const json embedded = {{"config", "sdk.plist"},
-                         {"server", "embedded"},
-                         {"creatives", "creatives/"},
-                         {"startTime", 1700000000.0},
-                         {"initial", {{"notifications", "authorized"}}},
-                         {"steps", {initiate(0), detect(1, 300)}},
-                         {"until", 5}};
-  std::ofstream(folder / "embedded.json") << embedded.dump();
+  json embedded = scenario({initiate(0), detect(1, 300)}, 5);
+  embedded.erase("caFile");
+  embedded["server"] = "embedded";
+  embedded["creatives"] = "creatives/";
   std::string nested;
   for (int i = 0; i < 100000; ++i) nested += "<array>";
-  std::ofstream(folder / "broken.plist") << "not a property list";
-  std::ofstream(folder / "nested.plist") << "<plist>" << nested << "</plist>";
-  for (const char* config : {"broken", "nested"}) {
-    json broken = embedded;
-    broken["config"] = std::string(config) + ".plist";
-    std::ofstream(folder / (std::string(config) + ".json")) << broken.dump();
+  for (const auto& [name, text] : std::vector<std::pair<std::string, std::string>>{
+           {"embedded.json", embedded.dump()},
+           {"broken.plist", "not a property list"},
+           {"nested.plist", "<plist>" + nested + "</plist>"},
+           {"notjson.json", "{ not json"},
+           {"dance.json", R"({"steps":[{"at":0,"action":"dance"}],"until":1})"}}) {
+    std::ofstream(folder / name) << text;
   }
-  std::ofstream(folder / "notjson.json") << "{ not json";
-  std::ofstream(folder / "dance.json") << R"({"steps":[{"at":0,"action":"dance"}],"until":1})";
+  for (const std::string config : {"broken", "nested"}) {
+    embedded["config"] = config + ".plist";
+    std::ofstream(folder / (config + ".json")) << embedded.dump();
+  }
   const auto temporary = folder / "tmp";
   std::filesystem::create_directories(temporary);
   const Process process{.workingDirectory = folder, .temporaryDirectory = temporary};
@@ -331,7 +318,7 @@ TEST_F(SimScenarioTest, FailuresAreOneLineAndLeaveNothingInTheTemporaryFolder) {
 
   auto exit = runSim({"embedded.json", "--jsonl", "out.jsonl"}, process);
   ASSERT_EQ(exit.code, 0) << exit.errorOutput;
-  EXPECT_TRUE(contains(textOf(folder / "out.jsonl"), "onCreativeReceived"));
+  EXPECT_TRUE(contains(readText(folder / "out.jsonl"), "onCreativeReceived"));
   EXPECT_EQ(leftInTemporary(), 0);
 
   Process toFullDisk = process;
