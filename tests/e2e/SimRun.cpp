@@ -92,7 +92,7 @@ nlohmann::json SimRun::scenario(const nlohmann::json& steps, double until) const
 SimRun::Result SimRun::run(const nlohmann::json& scenario) {
   const auto file = folder / "scenario.json";
   writeText(file, scenario.dump(2));
-  return runFile(file);
+  return runFile(file, {}, Process{});
 }
 
 SimRun::Exit SimRun::runSim(const std::vector<std::string>& arguments, const Process& process) {

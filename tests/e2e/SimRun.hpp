@@ -55,7 +55,7 @@ class SimRun : public ::testing::Test {
   Exit runSim(const std::vector<std::string>& arguments, const Process& process);
   /// Runs the file with --jsonl and any further arguments.
   Result runFile(const std::filesystem::path& scenarioFile,
-                 const std::vector<std::string>& moreArguments = {}, const Process& process = {});
+                 const std::vector<std::string>& moreArguments, const Process& process);
   static std::string readText(const std::filesystem::path& path);
 
   static std::vector<nlohmann::json> ofKind(const Result& result, const std::string& kind);

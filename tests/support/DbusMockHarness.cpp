@@ -1,7 +1,6 @@
 #include "support/DbusMockHarness.hpp"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -44,20 +43,6 @@ bool runQuietly(const std::string& command) {
   return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
 }
 
-std::string readLine(int fd, std::chrono::milliseconds timeout) {
-  std::string line;
-  const auto deadline = std::chrono::steady_clock::now() + timeout;
-  while (std::chrono::steady_clock::now() < deadline) {
-    pollfd pfd{fd, POLLIN, 0};
-    if (poll(&pfd, 1, 100) <= 0) continue;
-    char c = 0;
-    if (read(fd, &c, 1) != 1) break;
-    if (c == '\n') return line;
-    line.push_back(c);
-  }
-  return line;
-}
-
 }  // namespace
 
 std::optional<std::string> DbusMockHarness::missingTools() {
@@ -74,27 +59,20 @@ DbusMockHarness::DbusMockHarness() {
   directory_ = pattern;
   std::ofstream(directory_ / "bus.conf") << kConfig;
 
-  int pipeFds[2];
-  if (pipe(pipeFds) != 0) throw std::runtime_error("pipe failed");
+  const std::string address = "unix:path=" + (directory_ / "bus").string();
   daemon_ = spawn({kDaemon, "--config-file=" + (directory_ / "bus.conf").string(), "--nofork",
-                   "--print-address"},
-                  pipeFds[1]);
-  close(pipeFds[1]);
-  address_ = readLine(pipeFds[0], std::chrono::seconds(10));
-  close(pipeFds[0]);
-  if (address_.empty()) throw std::runtime_error("dbus-daemon did not report its address");
-
-  GError* error = nullptr;
-  connection_ = g_dbus_connection_new_for_address_sync(
-      address_.c_str(),
-      static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-      nullptr, nullptr, &error);
-  if (!connection_) {
-    std::string message = error ? error->message : "unknown error";
-    g_clear_error(&error);
-    throw std::runtime_error("cannot connect to the private bus: " + message);
+                   "--address=" + address});
+  address_ = address;  // the children spawned from now on use the bus
+  // Connects as soon as the daemon listens.
+  for (int attempt = 0; attempt < 500 && !connection_; ++attempt) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    connection_ = g_dbus_connection_new_for_address_sync(
+        address_.c_str(),
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, nullptr);
   }
+  if (!connection_) throw std::runtime_error("cannot connect to the private bus");
   g_dbus_connection_set_exit_on_close(connection_, FALSE);
 }
 
@@ -109,7 +87,7 @@ DbusMockHarness::~DbusMockHarness() {
   std::filesystem::remove_all(directory_, ignored);
 }
 
-pid_t DbusMockHarness::spawn(const std::vector<std::string>& argv, int stdoutFd) {
+pid_t DbusMockHarness::spawn(const std::vector<std::string>& argv) {
   std::vector<char*> args;
   for (const auto& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
   args.push_back(nullptr);
@@ -123,11 +101,7 @@ pid_t DbusMockHarness::spawn(const std::vector<std::string>& argv, int stdoutFd)
 
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  if (stdoutFd >= 0) {
-    posix_spawn_file_actions_adddup2(&actions, stdoutFd, STDOUT_FILENO);
-  } else {
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-  }
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
   // The daemon's warnings about resource limits are noise in test output.
   if (argv[0] == kDaemon) {
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
@@ -165,7 +139,7 @@ void DbusMockHarness::startTemplate(const std::string& templateName, const std::
     argv.push_back("--parameters");
     argv.push_back(parametersJson);
   }
-  mocks_[busName] = spawn(argv, -1);
+  mocks_[busName] = spawn(argv);
   if (!waitForOwner(busName, true)) {
     throw std::runtime_error("dbusmock template " + templateName + " did not come up");
   }

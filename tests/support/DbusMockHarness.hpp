@@ -79,7 +79,7 @@ class DbusMockHarness {
   static void idle(double seconds);
 
  private:
-  pid_t spawn(const std::vector<std::string>& argv, int stdoutFd);
+  pid_t spawn(const std::vector<std::string>& argv);
   void stopProcess(pid_t pid);
   bool waitForOwner(const std::string& name, bool owned);
 

@@ -276,12 +276,4 @@ void MockBluez::callMonitor(const std::string& monitorPath, const char* method,
   if (!reply) throw std::runtime_error(std::string(method) + " failed: " + error);
 }
 
-void MockBluez::monitorDeviceFound(const std::string& monitorPath, const std::string& device) {
-  callMonitor(monitorPath, "DeviceFound", device);
-}
-
-void MockBluez::monitorDeviceLost(const std::string& monitorPath, const std::string& device) {
-  callMonitor(monitorPath, "DeviceLost", device);
-}
-
 }  // namespace lumora::test

@@ -79,9 +79,8 @@ class MockBluez {
   /// Iterates the default main context while waiting, so an application served
   /// there can answer. Throws when no connection on the bus exports the root.
   std::vector<Monitor> monitorsAt(const std::string& root);
-  /// Calls DeviceFound / DeviceLost(device) on a monitor read by monitorsAt().
-  void monitorDeviceFound(const std::string& monitorPath, const std::string& device);
-  void monitorDeviceLost(const std::string& monitorPath, const std::string& device);
+  /// Calls `method` (DeviceFound or DeviceLost) with device on a monitor read by monitorsAt().
+  void callMonitor(const std::string& monitorPath, const char* method, const std::string& device);
 
   /// An iBeacon frame after the company identifier: 02 15, the proximity UUID
   /// (canonical text), major and minor (big-endian) and the measured power.
@@ -93,7 +92,6 @@ class MockBluez {
   void addAdapterMethod(const char* iface, const char* method, const char* inSignature,
                         const std::string& code);
   std::vector<std::string> rootsPassedTo(const std::string& method);
-  void callMonitor(const std::string& monitorPath, const char* method, const std::string& device);
 
   DbusMockHarness& bus_;
   std::string applicationOwner_;  // the unique name that exports the last root read

@@ -65,14 +65,14 @@ TEST_F(BluezAdvertisementMonitorTest, DemandRegistersAnIBeaconMonitorFedWhileIts
   EXPECT_TRUE(heard.empty());
 
   // Once found, the unchanged advertisement keeps being heard, and so do new ones.
-  bluez->monitorDeviceFound(monitors[0].path, beacon);
+  bluez->callMonitor(monitors[0].path, "DeviceFound", beacon);
   ASSERT_TRUE(until([&] { return heardWith(iBeacon(2)) >= 4; }));
   EXPECT_EQ(heard.back().rssi, -67);
   bluez->advertise(beacon, 0x004c, iBeacon(3));
   ASSERT_TRUE(until([&] { return heardWith(iBeacon(3)) > 0; }));
 
   // Once lost, nothing more: neither repeats nor new advertisements.
-  bluez->monitorDeviceLost(monitors[0].path, beacon);
+  bluez->callMonitor(monitors[0].path, "DeviceLost", beacon);
   bluez->advertise(beacon, 0x004c, iBeacon(4));
   settle();
   EXPECT_EQ(heardWith(iBeacon(4)), 0u);

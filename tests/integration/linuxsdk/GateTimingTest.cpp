@@ -145,11 +145,11 @@ class GateTimingTest : public LinuxSdkWorld, public ::testing::WithParamInterfac
                                   double lostAfterSeconds) {
     const auto start = advertiseNow(device);
     idle(1.0);
-    bluez->monitorDeviceFound(monitor, device);
+    bluez->callMonitor(monitor, "DeviceFound", device);
     idle(kOnAirSeconds - secondsBetween(start, SteadyClock::now()));
     const auto offAir = SteadyClock::now();
     idle(lostAfterSeconds);
-    bluez->monitorDeviceLost(monitor, device);
+    bluez->callMonitor(monitor, "DeviceLost", device);
     return offAir;
   }
 
