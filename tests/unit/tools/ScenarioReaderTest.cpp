@@ -216,6 +216,8 @@ TEST_F(ScenarioReaderTest, RejectsEachKindOfBadInputWithOneClearLine) {
       {with([](json& s) { s["steps"][3]["manufacturerData"] = "3412z0"; }),
        "steps[3] (advertise): \"manufacturerData\" must be hexadecimal bytes such as "
        "\"4c000215\", got \"3412z0\""},
+      {with([](json& s) { s["steps"][3]["serviceUUIDs"] = {1}; }),
+       "steps[3] (advertise): \"serviceUUIDs\" must hold strings only, got 1"},
       {with([](json& s) { s["steps"][4]["bindingId"] = "1234"; }),
        "steps[4] (detect): \"bindingId\" must be an integer, got \"1234\""},
       {with([](json& s) { s["steps"][6]["state"] = "on"; }),
