@@ -14,13 +14,6 @@ void writeText(const std::filesystem::path& path, const std::string& text) {
   std::ofstream(path) << text;
 }
 
-std::string readText(const std::filesystem::path& path) {
-  std::ifstream in(path);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
 std::string entry(const std::string& key, const std::string& value) {
   return "<key>" + key + "</key><string>" + value + "</string>";
 }
@@ -32,6 +25,13 @@ constexpr const char* kCapped =
         "frequencyCapping":{"intervalHours":24,"maxFrequency":1}})";
 
 }  // namespace
+
+std::string SimRun::readText(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
 
 SimRun::SimRun()
     : folder(std::filesystem::temp_directory_path() /
@@ -54,7 +54,7 @@ SimRun::~SimRun() {
   std::filesystem::remove_all(folder);
 }
 
-std::string SimRun::writePlist(const PlistOptions& options, const std::string& name) {
+void SimRun::writePlist(const PlistOptions& options) {
   const std::string events =
       options.unreachableEvents ? "https://127.0.0.1:1" : "https://" + server->hostAndPort();
   const std::string group = "<dict>" + entry("EventURL", events + "/tracking") +
@@ -72,14 +72,12 @@ std::string SimRun::writePlist(const PlistOptions& options, const std::string& n
             "</dict><key>CustomBeacon</key><dict>" + entry("ServiceUUID", kServiceUuid) +
             "</dict></dict>";
   }
-  writeText(folder / name,
+  writeText(folder / "sdk.plist",
             "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>" + body + "</dict></plist>");
-  return name;
 }
 
-nlohmann::json SimRun::scenario(const nlohmann::json& steps, double until,
-                                const std::string& config) const {
-  return {{"config", config},
+nlohmann::json SimRun::scenario(const nlohmann::json& steps, double until) const {
+  return {{"config", "sdk.plist"},
           {"caFile", server->caFile().string()},
           {"startTime", 1700000000.0},
           {"initial",
@@ -94,7 +92,7 @@ nlohmann::json SimRun::scenario(const nlohmann::json& steps, double until,
 SimRun::Result SimRun::run(const nlohmann::json& scenario) {
   const auto file = folder / "scenario.json";
   writeText(file, scenario.dump(2));
-  return runFile(file);
+  return runFile(file, {}, Process{});
 }
 
 SimRun::Exit SimRun::runSim(const std::vector<std::string>& arguments, const Process& process) {
@@ -116,10 +114,14 @@ SimRun::Exit SimRun::runSim(const std::vector<std::string>& arguments, const Pro
   return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readText(errors)};
 }
 
-SimRun::Result SimRun::runFile(const std::filesystem::path& scenarioFile) {
+SimRun::Result SimRun::runFile(const std::filesystem::path& scenarioFile,
+                               const std::vector<std::string>& moreArguments,
+                               const Process& process) {
   const auto jsonl = folder / "out.jsonl";
   std::filesystem::remove(jsonl);
-  const Exit exit = runSim({scenarioFile.string(), "--jsonl", jsonl.string()}, {});
+  std::vector<std::string> arguments{scenarioFile.string(), "--jsonl", jsonl.string()};
+  arguments.insert(arguments.end(), moreArguments.begin(), moreArguments.end());
+  const Exit exit = runSim(arguments, process);
   Result result;
   result.exitCode = exit.code;
   result.errorOutput = exit.errorOutput;
@@ -144,9 +146,15 @@ std::vector<std::string> SimRun::callbackNames(const Result& result) {
 }
 
 std::size_t SimRun::logCount(const Result& result, const std::string& message) {
-  std::size_t count = 0;
-  for (const auto& record : ofKind(result, "log")) count += record["message"] == message ? 1 : 0;
-  return count;
+  return logTimes(result, message).size();
+}
+
+std::vector<double> SimRun::logTimes(const Result& result, const std::string& message) {
+  std::vector<double> times;
+  for (const auto& record : ofKind(result, "log")) {
+    if (record["message"] == message) times.push_back(record["t"]);
+  }
+  return times;
 }
 
 std::vector<nlohmann::json> SimRun::eventsOfType(const std::string& type) const {

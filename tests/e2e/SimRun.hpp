@@ -35,14 +35,11 @@ class SimRun : public ::testing::Test {
   SimRun();
   ~SimRun() override;
 
-  /// Writes sdk.plist (and the named file) into the run's folder; returns its name.
-  std::string writePlist(const PlistOptions& options, const std::string& name = "sdk.plist");
-  /// A scenario that uses the server's CA and the given config and steps.
-  nlohmann::json scenario(const nlohmann::json& steps, double until,
-                          const std::string& config = "sdk.plist") const;
+  /// Writes sdk.plist into the run's folder.
+  void writePlist(const PlistOptions& options);
+  /// A scenario of these steps that uses sdk.plist and the server's CA.
+  nlohmann::json scenario(const nlohmann::json& steps, double until) const;
   Result run(const nlohmann::json& scenario);
-  Result runFile(const std::filesystem::path& scenarioFile);
-
   /// How runSim starts lumora-sim: its working directory, where its standard
   /// output goes, and TMPDIR (unset: inherited).
   struct Process {
@@ -56,10 +53,16 @@ class SimRun : public ::testing::Test {
   };
   /// Runs lumora-sim with these arguments and waits for it.
   Exit runSim(const std::vector<std::string>& arguments, const Process& process);
+  /// Runs the file with --jsonl and any further arguments.
+  Result runFile(const std::filesystem::path& scenarioFile,
+                 const std::vector<std::string>& moreArguments, const Process& process);
+  static std::string readText(const std::filesystem::path& path);
 
   static std::vector<nlohmann::json> ofKind(const Result& result, const std::string& kind);
   static std::vector<std::string> callbackNames(const Result& result);
   static std::size_t logCount(const Result& result, const std::string& message);
+  /// The times of the log records with this message.
+  static std::vector<double> logTimes(const Result& result, const std::string& message);
   /// Events the server received, of one type ("request", "notification", "click").
   std::vector<nlohmann::json> eventsOfType(const std::string& type) const;
 

@@ -2,6 +2,15 @@
 
 namespace lumora::test {
 
+std::vector<platform::AdvertisementData> BluezCentralWorld::RecordingDelegate::from(
+    const std::string& address) const {
+  std::vector<platform::AdvertisementData> result;
+  for (const auto& advertisement : advertisements) {
+    if (advertisement.peripheralId == address) result.push_back(advertisement);
+  }
+  return result;
+}
+
 void BluezCentralWorld::SetUp() {
   if (auto missing = DbusMockHarness::missingTools()) GTEST_SKIP() << *missing;
   bus = std::make_unique<DbusMockHarness>();
@@ -9,24 +18,21 @@ void BluezCentralWorld::SetUp() {
   bluez->addAdapter();
 }
 
-void BluezCentralWorld::makeCentral(platform::BluezCentral::Options options,
-                                    std::shared_ptr<platform::BleCentralDelegate> delegate) {
+void BluezCentralWorld::makeCentral(platform::BluezCentral::Options options) {
   options.busAddress = bus->address();
   central = platform::BluezCentral::create(queue, options);
   central->setDelegate(delegate);
   central->setAdvertisementMonitor(
       [this](const platform::AdvertisementData& advertisement) { heard.push_back(advertisement); });
-  ASSERT_TRUE(until([&] { return central->state() == 5; }));
 }
 
-bool BluezCentralWorld::until(const std::function<bool()>& condition) {
-  return DbusMockHarness::iterateUntil(condition);
+bool BluezCentralWorld::reachState(std::int64_t state) {
+  return until([&] { return delegate->lastState() == state && central->state() == state; });
 }
 
-void BluezCentralWorld::settle() {
-  bool done = false;
-  auto timer = queue->scheduleTimer(0.3, false, [&](platform::Timer&) { done = true; });
-  ASSERT_TRUE(until([&] { return done; }));
+bool BluezCentralWorld::until(const std::function<bool()>& condition,
+                              std::chrono::milliseconds deadline) {
+  return DbusMockHarness::iterateUntil(condition, deadline);
 }
 
 }  // namespace lumora::test

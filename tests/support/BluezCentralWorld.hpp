@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "platform/linux/BluezCentral.hpp"
@@ -13,23 +15,43 @@
 
 namespace lumora::test {
 
-/// A BlueZ central on a private bus with one mock adapter, its main loop driven
-/// by the test. Skips when dbus-daemon or dbusmock is missing.
+/// A private bus with bluetoothd mocked (one adapter, hci0) and, on request, a
+/// BlueZ central on it; the default GLib main context runs only when the test
+/// iterates it. Skips when dbus-daemon or dbusmock is missing.
 class BluezCentralWorld : public ::testing::Test {
  protected:
+  /// Records what the central tells its delegate.
+  struct RecordingDelegate : platform::BleCentralDelegate {
+    void centralDidUpdateState(std::int64_t state) override { states.push_back(state); }
+    void centralDidDiscover(const platform::AdvertisementData& advertisement) override {
+      advertisements.push_back(advertisement);
+    }
+    std::int64_t lastState() const { return states.empty() ? -1 : states.back(); }
+    std::vector<platform::AdvertisementData> from(const std::string& address) const;
+
+    std::vector<std::int64_t> states;
+    std::vector<platform::AdvertisementData> advertisements;
+  };
+
   void SetUp() override;
 
-  /// Builds the central on the mock bus, installs the delegate and the
-  /// advertisement monitor (recording into `heard`), and waits for power.
-  void makeCentral(platform::BluezCentral::Options options,
-                   std::shared_ptr<platform::BleCentralDelegate> delegate);
-  static bool until(const std::function<bool()>& condition);
+  /// Builds the central on the mock bus with the recording delegate and the
+  /// advertisement monitor (recording into `heard`).
+  void makeCentral(platform::BluezCentral::Options options = {});
+  /// Waits until the central and its delegate both report this state.
+  bool reachState(std::int64_t state);
+  /// Iterates the main context until condition holds; the deadline only guards hangs.
+  static bool until(const std::function<bool()>& condition,
+                    std::chrono::milliseconds deadline = std::chrono::seconds(30));
+  /// Runs the main loop for a while without asserting anything about it.
+  static void idle(double seconds) { DbusMockHarness::idle(seconds); }
   /// Lets several discovery-restart periods pass on the main loop.
-  void settle();
+  static void settle() { idle(0.3); }
 
   std::unique_ptr<DbusMockHarness> bus;
   std::unique_ptr<MockBluez> bluez;
   std::shared_ptr<platform::GLibMainQueue> queue = std::make_shared<platform::GLibMainQueue>();
+  std::shared_ptr<RecordingDelegate> delegate = std::make_shared<RecordingDelegate>();
   std::shared_ptr<platform::BluezCentral> central;
   std::vector<platform::AdvertisementData> heard;
 };

@@ -1,7 +1,6 @@
 #include "support/DbusMockHarness.hpp"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -9,11 +8,10 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <memory>
 #include <stdexcept>
 #include <thread>
 #include <vector>
-
-extern char** environ;
 
 namespace lumora::test {
 namespace {
@@ -45,20 +43,6 @@ bool runQuietly(const std::string& command) {
   return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
 }
 
-std::string readLine(int fd, std::chrono::milliseconds timeout) {
-  std::string line;
-  const auto deadline = std::chrono::steady_clock::now() + timeout;
-  while (std::chrono::steady_clock::now() < deadline) {
-    pollfd pfd{fd, POLLIN, 0};
-    if (poll(&pfd, 1, 100) <= 0) continue;
-    char c = 0;
-    if (read(fd, &c, 1) != 1) break;
-    if (c == '\n') return line;
-    line.push_back(c);
-  }
-  return line;
-}
-
 }  // namespace
 
 std::optional<std::string> DbusMockHarness::missingTools() {
@@ -75,27 +59,20 @@ DbusMockHarness::DbusMockHarness() {
   directory_ = pattern;
   std::ofstream(directory_ / "bus.conf") << kConfig;
 
-  int pipeFds[2];
-  if (pipe(pipeFds) != 0) throw std::runtime_error("pipe failed");
+  const std::string address = "unix:path=" + (directory_ / "bus").string();
   daemon_ = spawn({kDaemon, "--config-file=" + (directory_ / "bus.conf").string(), "--nofork",
-                   "--print-address"},
-                  pipeFds[1]);
-  close(pipeFds[1]);
-  address_ = readLine(pipeFds[0], std::chrono::seconds(10));
-  close(pipeFds[0]);
-  if (address_.empty()) throw std::runtime_error("dbus-daemon did not report its address");
-
-  GError* error = nullptr;
-  connection_ = g_dbus_connection_new_for_address_sync(
-      address_.c_str(),
-      static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-      nullptr, nullptr, &error);
-  if (!connection_) {
-    std::string message = error ? error->message : "unknown error";
-    g_clear_error(&error);
-    throw std::runtime_error("cannot connect to the private bus: " + message);
+                   "--address=" + address});
+  address_ = address;  // the children spawned from now on use the bus
+  // Connects as soon as the daemon listens.
+  for (int attempt = 0; attempt < 500 && !connection_; ++attempt) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    connection_ = g_dbus_connection_new_for_address_sync(
+        address_.c_str(),
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, nullptr);
   }
+  if (!connection_) throw std::runtime_error("cannot connect to the private bus");
   g_dbus_connection_set_exit_on_close(connection_, FALSE);
 }
 
@@ -110,33 +87,21 @@ DbusMockHarness::~DbusMockHarness() {
   std::filesystem::remove_all(directory_, ignored);
 }
 
-pid_t DbusMockHarness::spawn(const std::vector<std::string>& argv, int stdoutFd) {
+pid_t DbusMockHarness::spawn(const std::vector<std::string>& argv) {
   std::vector<char*> args;
   for (const auto& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
   args.push_back(nullptr);
 
-  std::vector<std::string> envStrings;
-  for (char** entry = environ; *entry; ++entry) {
-    const std::string text = *entry;
-    if (text.rfind("DBUS_SYSTEM_BUS_ADDRESS=", 0) == 0) continue;
-    if (text.rfind("DBUS_SESSION_BUS_ADDRESS=", 0) == 0) continue;
-    envStrings.push_back(text);
+  // The children see this bus as both their system and their session bus.
+  gchar** environment = g_get_environ();
+  for (const char* name : {"DBUS_SYSTEM_BUS_ADDRESS", "DBUS_SESSION_BUS_ADDRESS"}) {
+    environment = address_.empty() ? g_environ_unsetenv(environment, name)
+                                   : g_environ_setenv(environment, name, address_.c_str(), TRUE);
   }
-  if (!address_.empty()) {
-    envStrings.push_back("DBUS_SYSTEM_BUS_ADDRESS=" + address_);
-    envStrings.push_back("DBUS_SESSION_BUS_ADDRESS=" + address_);
-  }
-  std::vector<char*> env;
-  for (auto& text : envStrings) env.push_back(text.data());
-  env.push_back(nullptr);
 
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  if (stdoutFd >= 0) {
-    posix_spawn_file_actions_adddup2(&actions, stdoutFd, STDOUT_FILENO);
-  } else {
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-  }
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
   // The daemon's warnings about resource limits are noise in test output.
   if (argv[0] == kDaemon) {
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
@@ -146,7 +111,8 @@ pid_t DbusMockHarness::spawn(const std::vector<std::string>& argv, int stdoutFd)
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
   posix_spawnattr_setpgroup(&attributes, 0);
   pid_t pid = -1;
-  const int result = posix_spawn(&pid, args[0], &actions, &attributes, args.data(), env.data());
+  const int result = posix_spawn(&pid, args[0], &actions, &attributes, args.data(), environment);
+  g_strfreev(environment);
   posix_spawn_file_actions_destroy(&actions);
   posix_spawnattr_destroy(&attributes);
   if (result != 0) throw std::runtime_error("cannot start " + argv[0]);
@@ -173,7 +139,7 @@ void DbusMockHarness::startTemplate(const std::string& templateName, const std::
     argv.push_back("--parameters");
     argv.push_back(parametersJson);
   }
-  mocks_[busName] = spawn(argv, -1);
+  mocks_[busName] = spawn(argv);
   if (!waitForOwner(busName, true)) {
     throw std::runtime_error("dbusmock template " + templateName + " did not come up");
   }
@@ -218,22 +184,34 @@ DbusMockHarness::VariantPtr DbusMockHarness::call(const std::string& destination
   return VariantPtr(reply, &unrefVariant);
 }
 
-std::string DbusMockHarness::callError(const std::string& destination, const std::string& path,
-                                       const std::string& iface, const std::string& method,
-                                       GVariant* params) {
-  GError* error = nullptr;
-  GVariant* reply = g_dbus_connection_call_sync(connection_, destination.c_str(), path.c_str(),
-                                                iface.c_str(), method.c_str(), params, nullptr,
-                                                G_DBUS_CALL_FLAGS_NONE, 10000, nullptr, &error);
-  if (reply) {
-    g_variant_unref(reply);
-    return "";
+DbusMockHarness::VariantPtr DbusMockHarness::callIterating(const std::string& destination,
+                                                           const std::string& path,
+                                                           const std::string& iface,
+                                                           const std::string& method,
+                                                           GVariant* params, std::string* error) {
+  struct Outcome {
+    bool done = false;
+    GVariant* reply = nullptr;
+    std::string error;
+  };
+  auto outcome = std::make_shared<Outcome>();
+  g_dbus_connection_call(
+      connection_, destination.c_str(), path.c_str(), iface.c_str(), method.c_str(), params,
+      nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, nullptr,
+      [](GObject* source, GAsyncResult* result, gpointer data) {
+        std::unique_ptr<std::shared_ptr<Outcome>> box(static_cast<std::shared_ptr<Outcome>*>(data));
+        GError* failure = nullptr;
+        (*box)->reply = g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, &failure);
+        if (failure) (*box)->error = failure->message;
+        g_clear_error(&failure);
+        (*box)->done = true;
+      },
+      new std::shared_ptr<Outcome>(outcome));
+  if (!iterateUntil([&] { return outcome->done; })) {
+    throw std::runtime_error(method + " got no answer");
   }
-  gchar* name = g_dbus_error_get_remote_error(error);
-  std::string result = name ? name : (error ? error->message : "unknown error");
-  g_free(name);
-  g_clear_error(&error);
-  return result;
+  if (error) *error = outcome->error;
+  return VariantPtr(outcome->reply, &unrefVariant);
 }
 
 void DbusMockHarness::emitSignal(const std::string& busName, const std::string& path,
@@ -283,6 +261,12 @@ bool DbusMockHarness::iterateUntil(const std::function<bool()>& condition,
   }
   g_source_remove(tick);
   return satisfied;
+}
+
+void DbusMockHarness::idle(double seconds) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+  iterateUntil([&] { return std::chrono::steady_clock::now() >= end; },
+               std::chrono::milliseconds(static_cast<int>(seconds * 1000) + 1000));
 }
 
 }  // namespace lumora::test

@@ -53,10 +53,11 @@ class DbusMockHarness {
   /// carrying the D-Bus error on failure. `params` may be floating.
   VariantPtr call(const std::string& destination, const std::string& path, const std::string& iface,
                   const std::string& method, GVariant* params = nullptr);
-  /// The D-Bus error name the call fails with, or "" when it succeeds.
-  std::string callError(const std::string& destination, const std::string& path,
-                        const std::string& iface, const std::string& method,
-                        GVariant* params = nullptr);
+  /// The same call made while the default main context runs, so that an
+  /// object served there can answer; a null reply and, in `error`, why.
+  VariantPtr callIterating(const std::string& destination, const std::string& path,
+                           const std::string& iface, const std::string& method, GVariant* params,
+                           std::string* error);
   bool nameHasOwner(const std::string& name);
   /// Makes the mock owning `busName` emit a signal from `path`; `args` are
   /// the signal's arguments as variants, matching `signature`.
@@ -74,9 +75,11 @@ class DbusMockHarness {
   /// deadline passes (only a guard against hangs); answers the condition.
   static bool iterateUntil(const std::function<bool()>& condition,
                            std::chrono::milliseconds deadline = std::chrono::seconds(15));
+  /// Runs the default GLib main context for this long.
+  static void idle(double seconds);
 
  private:
-  pid_t spawn(const std::vector<std::string>& argv, int stdoutFd);
+  pid_t spawn(const std::vector<std::string>& argv);
   void stopProcess(pid_t pid);
   bool waitForOwner(const std::string& name, bool owned);
 

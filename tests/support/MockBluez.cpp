@@ -1,6 +1,5 @@
 #include "support/MockBluez.hpp"
 
-#include <memory>
 #include <stdexcept>
 
 namespace lumora::test {
@@ -37,6 +36,11 @@ device.props['org.bluez.Device1'].update(args[1])
 device.EmitSignal('org.freedesktop.DBus.Properties', 'PropertiesChanged', 'sa{sv}as',
                   ['org.bluez.Device1', args[1], []])
 )";
+
+// Method code that fails with the D-Bus error `errorName`.
+std::string raising(const std::string& errorName) {
+  return "raise dbus.exceptions.DBusException('refused', name='" + errorName + "')";
+}
 
 std::uint8_t hexDigit(char c) {
   if (c >= '0' && c <= '9') return static_cast<std::uint8_t>(c - '0');
@@ -80,17 +84,25 @@ MockBluez::Monitor readMonitor(const gchar* path, GVariant* properties) {
 
 MockBluez::MockBluez(DbusMockHarness& bus) : bus_(bus) { bus_.startTemplate("bluez5", kBluez); }
 
-MockBluez::~MockBluez() {
-  if (client_) g_object_unref(client_);
-}
-
 void MockBluez::addAdapter() {
   bus_.call(kBluez, "/", "org.bluez.Mock", "AddAdapter", g_variant_new("(ss)", "hci0", "host"));
-  bus_.call(
-      kBluez, kAdapter, kMock, "AddMethod",
-      g_variant_new("(sssss)", "org.bluez.Adapter1", "StopDiscovery", "", "", kStopDiscovery));
+  addAdapterMethod("org.bluez.Adapter1", "StopDiscovery", "", kStopDiscovery);
+  addAdapterMethod(kTestIface, "Advertise", "oa{sv}", kAdvertise);
+}
+
+void MockBluez::restart() {
+  bus_.stopTemplate(kBluez);
+  bus_.startTemplate("bluez5", kBluez);
+}
+
+void MockBluez::addAdapterMethod(const char* iface, const char* method, const char* inSignature,
+                                 const std::string& code) {
   bus_.call(kBluez, kAdapter, kMock, "AddMethod",
-            g_variant_new("(sssss)", kTestIface, "Advertise", "oa{sv}", "", kAdvertise));
+            g_variant_new("(sssss)", iface, method, inSignature, "", code.c_str()));
+}
+
+void MockBluez::refuse(const char* method, const std::string& errorName) {
+  addAdapterMethod("org.bluez.Adapter1", method, "", raising(errorName));
 }
 
 void MockBluez::setPowered(bool powered) {
@@ -194,14 +206,9 @@ MockBluez::Bytes MockBluez::iBeaconFrame(const std::string& proximityUuid, std::
 void MockBluez::addMonitorManager(const std::string& registerError) {
   bus_.call(kBluez, kAdapter, kMock, "AddProperties",
             g_variant_new("(s@a{sv})", kManagerIface, monitorManagerProperties()));
-  const std::string refusal =
-      registerError.empty()
-          ? ""
-          : "raise dbus.exceptions.DBusException('refused', name='" + registerError + "')";
-  bus_.call(kBluez, kAdapter, kMock, "AddMethod",
-            g_variant_new("(sssss)", kManagerIface, "RegisterMonitor", "o", "", refusal.c_str()));
-  bus_.call(kBluez, kAdapter, kMock, "AddMethod",
-            g_variant_new("(sssss)", kManagerIface, "UnregisterMonitor", "o", "", ""));
+  addAdapterMethod(kManagerIface, "RegisterMonitor", "o",
+                   registerError.empty() ? "" : raising(registerError));
+  addAdapterMethod(kManagerIface, "UnregisterMonitor", "o", "");
   GVariantBuilder interfaces;
   g_variant_builder_init(&interfaces, G_VARIANT_TYPE("a{sa{sv}}"));
   g_variant_builder_add(&interfaces, "{s@a{sv}}", kManagerIface, monitorManagerProperties());
@@ -226,50 +233,6 @@ std::vector<std::string> MockBluez::unregisteredRoots() {
   return rootsPassedTo("UnregisterMonitor");
 }
 
-DbusMockHarness::VariantPtr MockBluez::callWhileIterating(const std::string& destination,
-                                                          const std::string& path,
-                                                          const char* iface, const char* method,
-                                                          GVariant* params, std::string* error) {
-  if (!client_) {
-    GError* failure = nullptr;
-    client_ = g_dbus_connection_new_for_address_sync(
-        bus_.address().c_str(),
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, &failure);
-    if (!client_) {
-      const std::string message = failure ? failure->message : "no connection";
-      g_clear_error(&failure);
-      throw std::runtime_error("cannot connect to the mock bus: " + message);
-    }
-  }
-  struct Outcome {
-    bool done = false;
-    GVariant* reply = nullptr;
-    std::string error;
-  };
-  auto outcome = std::make_shared<Outcome>();
-  g_dbus_connection_call(
-      client_, destination.c_str(), path.c_str(), iface, method, params, nullptr,
-      G_DBUS_CALL_FLAGS_NONE, 5000, nullptr,
-      [](GObject* source, GAsyncResult* result, gpointer data) {
-        std::unique_ptr<std::shared_ptr<Outcome>> box(static_cast<std::shared_ptr<Outcome>*>(data));
-        GError* failure = nullptr;
-        (*box)->reply = g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, &failure);
-        if (failure) (*box)->error = failure->message;
-        g_clear_error(&failure);
-        (*box)->done = true;
-      },
-      new std::shared_ptr<Outcome>(outcome));
-  if (!DbusMockHarness::iterateUntil([&] { return outcome->done; })) {
-    throw std::runtime_error(std::string(method) + " got no answer");
-  }
-  if (error) *error = outcome->error;
-  return DbusMockHarness::VariantPtr(outcome->reply, [](GVariant* value) {
-    if (value) g_variant_unref(value);
-  });
-}
-
 std::vector<MockBluez::Monitor> MockBluez::monitorsAt(const std::string& root) {
   auto names = bus_.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
                          "ListNames");
@@ -283,7 +246,7 @@ std::vector<MockBluez::Monitor> MockBluez::monitorsAt(const std::string& root) {
   for (const auto& name : uniqueNames) {
     std::string error;
     auto reply =
-        callWhileIterating(name, root, kObjectManager, "GetManagedObjects", nullptr, &error);
+        bus_.callIterating(name, root, kObjectManager, "GetManagedObjects", nullptr, &error);
     if (!reply) continue;  // not the application's connection
     applicationOwner_ = name;
     std::vector<Monitor> monitors;
@@ -308,17 +271,9 @@ std::vector<MockBluez::Monitor> MockBluez::monitorsAt(const std::string& root) {
 void MockBluez::callMonitor(const std::string& monitorPath, const char* method,
                             const std::string& device) {
   std::string error;
-  auto reply = callWhileIterating(applicationOwner_, monitorPath, kMonitorIface, method,
+  auto reply = bus_.callIterating(applicationOwner_, monitorPath, kMonitorIface, method,
                                   g_variant_new("(o)", device.c_str()), &error);
   if (!reply) throw std::runtime_error(std::string(method) + " failed: " + error);
-}
-
-void MockBluez::monitorDeviceFound(const std::string& monitorPath, const std::string& device) {
-  callMonitor(monitorPath, "DeviceFound", device);
-}
-
-void MockBluez::monitorDeviceLost(const std::string& monitorPath, const std::string& device) {
-  callMonitor(monitorPath, "DeviceLost", device);
 }
 
 }  // namespace lumora::test

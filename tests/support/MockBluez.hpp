@@ -26,11 +26,12 @@ class MockBluez {
   static constexpr const char* kAdapter = "/org/bluez/hci0";
 
   explicit MockBluez(DbusMockHarness& bus);
-  ~MockBluez();
-  MockBluez(const MockBluez&) = delete;
-  MockBluez& operator=(const MockBluez&) = delete;
 
   void addAdapter();
+  /// A fresh bluetoothd, which knows no adapter yet.
+  void restart();
+  /// Makes the adapter's org.bluez.Adapter1 `method` fail with this D-Bus error.
+  void refuse(const char* method, const std::string& errorName);
   void setPowered(bool powered);
   bool discovering();
   /// Returns the device's object path.
@@ -78,9 +79,8 @@ class MockBluez {
   /// Iterates the default main context while waiting, so an application served
   /// there can answer. Throws when no connection on the bus exports the root.
   std::vector<Monitor> monitorsAt(const std::string& root);
-  /// Calls DeviceFound / DeviceLost(device) on a monitor read by monitorsAt().
-  void monitorDeviceFound(const std::string& monitorPath, const std::string& device);
-  void monitorDeviceLost(const std::string& monitorPath, const std::string& device);
+  /// Calls `method` (DeviceFound or DeviceLost) with device on a monitor read by monitorsAt().
+  void callMonitor(const std::string& monitorPath, const char* method, const std::string& device);
 
   /// An iBeacon frame after the company identifier: 02 15, the proximity UUID
   /// (canonical text), major and minor (big-endian) and the measured power.
@@ -89,18 +89,12 @@ class MockBluez {
 
  private:
   void setDeviceProperty(const std::string& device, const char* name, GVariant* value);
-  /// A call from this mock's side of the bus that lets the main context run
-  /// while it waits; answers the reply or, in `error`, why there is none.
-  DbusMockHarness::VariantPtr callWhileIterating(const std::string& destination,
-                                                 const std::string& path, const char* iface,
-                                                 const char* method, GVariant* params,
-                                                 std::string* error);
+  void addAdapterMethod(const char* iface, const char* method, const char* inSignature,
+                        const std::string& code);
   std::vector<std::string> rootsPassedTo(const std::string& method);
-  void callMonitor(const std::string& monitorPath, const char* method, const std::string& device);
 
   DbusMockHarness& bus_;
-  GDBusConnection* client_ = nullptr;  // plays bluetoothd calling into the application
-  std::string applicationOwner_;       // the unique name that exports the last root read
+  std::string applicationOwner_;  // the unique name that exports the last root read
 };
 
 }  // namespace lumora::test

@@ -22,124 +22,70 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct KeyFree {
-  void operator()(EVP_PKEY* key) const { EVP_PKEY_free(key); }
-};
-struct CertificateFree {
-  void operator()(X509* certificate) const { X509_free(certificate); }
-};
-using Key = std::unique_ptr<EVP_PKEY, KeyFree>;
-using Certificate = std::unique_ptr<X509, CertificateFree>;
-
 void require(bool condition, const char* what) {
   if (!condition) throw std::runtime_error(std::string("TestHttpsServer: ") + what);
 }
 
-Key newKey() {
-  Key key(EVP_EC_gen("P-256"));
-  require(key != nullptr, "cannot generate a key");
-  return key;
-}
-
-void addExtension(X509* certificate, X509V3_CTX* context, int nid, const char* value) {
-  X509_EXTENSION* extension = X509V3_EXT_conf_nid(nullptr, context, nid, value);
-  require(extension != nullptr, "cannot make a certificate extension");
-  X509_add_ext(certificate, extension, -1);
-  X509_EXTENSION_free(extension);
-}
-
-// A CA certificate when issuer is null (self-signed), else a server
-// certificate for 127.0.0.1 and localhost signed by issuer.
-Certificate newCertificate(EVP_PKEY* key, const char* commonName, X509* issuer, EVP_PKEY* issuerKey,
-                           long serial) {
-  Certificate certificate(X509_new());
-  X509* x = certificate.get();
-  X509_set_version(x, X509_VERSION_3);
-  ASN1_INTEGER_set(X509_get_serialNumber(x), serial);
-  X509_gmtime_adj(X509_getm_notBefore(x), -3600);
-  X509_gmtime_adj(X509_getm_notAfter(x), 7L * 24 * 3600);
-  X509_set_pubkey(x, key);
-  X509_NAME_add_entry_by_txt(X509_get_subject_name(x), "CN", MBSTRING_ASC,
-                             reinterpret_cast<const unsigned char*>(commonName), -1, -1, 0);
-  X509* signer = issuer ? issuer : x;
-  X509_set_issuer_name(x, X509_get_subject_name(signer));
-
-  X509V3_CTX context;
-  X509V3_set_ctx_nodb(&context);
-  X509V3_set_ctx(&context, signer, x, nullptr, nullptr, 0);
-  addExtension(x, &context, NID_subject_key_identifier, "hash");
-  if (issuer) {
-    addExtension(x, &context, NID_basic_constraints, "critical,CA:FALSE");
-    addExtension(x, &context, NID_key_usage, "critical,digitalSignature,keyEncipherment");
-    addExtension(x, &context, NID_ext_key_usage, "serverAuth");
-    addExtension(x, &context, NID_subject_alt_name, "IP:127.0.0.1,DNS:localhost");
-    addExtension(x, &context, NID_authority_key_identifier, "keyid:always");
-  } else {
-    addExtension(x, &context, NID_basic_constraints, "critical,CA:TRUE");
-    addExtension(x, &context, NID_key_usage, "critical,keyCertSign,cRLSign");
-  }
-  require(X509_sign(x, issuerKey ? issuerKey : key, EVP_sha256()) > 0, "cannot sign");
-  return certificate;
-}
-
-template <class Write>
-void writePem(const fs::path& path, Write write) {
-  FILE* file = std::fopen(path.c_str(), "w");
-  require(file != nullptr, "cannot write a certificate file");
-  const bool written = write(file) == 1;
-  std::fclose(file);
-  require(written, "cannot write PEM");
-}
-
-void writeCertificate(const fs::path& path, X509* certificate) {
-  writePem(path, [&](FILE* file) { return PEM_write_X509(file, certificate); });
-}
-
-void writeKey(const fs::path& path, EVP_PKEY* key) {
-  writePem(path, [&](FILE* file) {
-    return PEM_write_PrivateKey(file, key, nullptr, nullptr, 0, nullptr, nullptr);
-  });
-}
-
-// The name OpenSSL looks a CA up by in a hashed directory.
-std::string hashedName(X509* certificate) {
-  char name[16];
-  std::snprintf(name, sizeof name, "%08lx.0",
-                X509_NAME_hash_ex(X509_get_subject_name(certificate), nullptr, nullptr, nullptr));
-  return name;
-}
-
-fs::path makeTemporaryDirectory() {
-  std::string pattern = (fs::temp_directory_path() / "lumora-https-XXXXXX").string();
-  require(mkdtemp(pattern.data()) != nullptr, "cannot create a temporary directory");
-  return pattern;
-}
-
 struct CertificateFiles {
   fs::path directory;
-  std::string caFile, otherCaFile, caDirectory, serverCertificate, serverKey;
+  std::string caFile, otherCaFile, caDirectory, serverKey;
 };
 
+// A key and a certificate for 127.0.0.1 and localhost that is its own CA, as
+// PEM files; the certificate's file name in a hashed CA directory.
+std::string writeSelfSigned(const char* name, const fs::path& certificateFile,
+                            const fs::path& keyFile) {
+  std::unique_ptr<EVP_PKEY, void (*)(EVP_PKEY*)> key(EVP_EC_gen("P-256"), EVP_PKEY_free);
+  std::unique_ptr<X509, void (*)(X509*)> certificate(X509_new(), X509_free);
+  X509* x = certificate.get();
+  require(key && x, "cannot make a key");
+  X509_set_version(x, X509_VERSION_3);
+  ASN1_INTEGER_set(X509_get_serialNumber(x), 1);
+  X509_gmtime_adj(X509_getm_notBefore(x), -3600);
+  X509_gmtime_adj(X509_getm_notAfter(x), 7L * 24 * 3600);
+  X509_set_pubkey(x, key.get());
+  X509_NAME_add_entry_by_txt(X509_get_subject_name(x), "CN", MBSTRING_ASC,
+                             reinterpret_cast<const unsigned char*>(name), -1, -1, 0);
+  X509_set_issuer_name(x, X509_get_subject_name(x));
+  X509V3_CTX context;
+  X509V3_set_ctx_nodb(&context);
+  X509V3_set_ctx(&context, x, x, nullptr, nullptr, 0);
+  for (const auto& [nid, value] : {std::pair{NID_basic_constraints, "critical,CA:TRUE"},
+                                   {NID_subject_key_identifier, "hash"},
+                                   {NID_subject_alt_name, "IP:127.0.0.1,DNS:localhost"}}) {
+    X509_EXTENSION* extension = X509V3_EXT_conf_nid(nullptr, &context, nid, value);
+    require(extension != nullptr && X509_add_ext(x, extension, -1) == 1, "cannot add extension");
+    X509_EXTENSION_free(extension);
+  }
+  require(X509_sign(x, key.get(), EVP_sha256()) > 0, "cannot sign");
+  FILE* certificateOut = std::fopen(certificateFile.c_str(), "w");
+  FILE* keyOut = std::fopen(keyFile.c_str(), "w");
+  const bool written =
+      certificateOut && keyOut && PEM_write_X509(certificateOut, x) == 1 &&
+      PEM_write_PrivateKey(keyOut, key.get(), nullptr, nullptr, 0, nullptr, nullptr) == 1;
+  if (certificateOut) std::fclose(certificateOut);
+  if (keyOut) std::fclose(keyOut);
+  require(written, "cannot write PEM files");
+  char hashed[16];
+  std::snprintf(hashed, sizeof hashed, "%08lx.0",
+                X509_NAME_hash_ex(X509_get_subject_name(x), nullptr, nullptr, nullptr));
+  return hashed;
+}
+
+// The server's certificate is its own CA; a second one signed nothing.
 CertificateFiles generateCertificates() {
   CertificateFiles files;
-  files.directory = makeTemporaryDirectory();
-  const Key caKey = newKey(), otherKey = newKey(), serverKey = newKey();
-  const Certificate ca = newCertificate(caKey.get(), "Lumora Test CA", nullptr, nullptr, 1);
-  const Certificate other =
-      newCertificate(otherKey.get(), "Lumora Other Test CA", nullptr, nullptr, 2);
-  const Certificate server = newCertificate(serverKey.get(), "127.0.0.1", ca.get(), caKey.get(), 3);
-
+  std::string pattern = (fs::temp_directory_path() / "lumora-https-XXXXXX").string();
+  require(mkdtemp(pattern.data()) != nullptr, "cannot create a temporary directory");
+  files.directory = pattern;
   files.caFile = files.directory / "ca.pem";
   files.otherCaFile = files.directory / "other-ca.pem";
   files.caDirectory = files.directory / "hashed";
-  files.serverCertificate = files.directory / "server.pem";
   files.serverKey = files.directory / "server-key.pem";
+  const std::string hashed = writeSelfSigned("Lumora Test CA", files.caFile, files.serverKey);
+  writeSelfSigned("Lumora Other Test CA", files.otherCaFile, files.directory / "other-key.pem");
   fs::create_directory(files.caDirectory);
-  writeCertificate(files.caFile, ca.get());
-  writeCertificate(files.otherCaFile, other.get());
-  writeCertificate(fs::path(files.caDirectory) / hashedName(ca.get()), ca.get());
-  writeCertificate(files.serverCertificate, server.get());
-  writeKey(files.serverKey, serverKey.get());
+  fs::copy_file(files.caFile, fs::path(files.caDirectory) / hashed);
   return files;
 }
 
@@ -204,8 +150,8 @@ class Listener {
 
 struct TestHttpsServer::State {
   CertificateFiles files = generateCertificates();
-  Listener secure{std::make_unique<httplib::SSLServer>(files.serverCertificate.c_str(),
-                                                       files.serverKey.c_str())};
+  Listener secure{
+      std::make_unique<httplib::SSLServer>(files.caFile.c_str(), files.serverKey.c_str())};
   std::unique_ptr<Listener> cleartext;
 
   mutable std::mutex mutex;
@@ -214,9 +160,8 @@ struct TestHttpsServer::State {
   std::map<std::string, Response> responses;  // guarded by mutex
   std::vector<Request> requests;              // guarded by mutex
 
-  Response record(const httplib::Request& incoming, bool overCleartext) {
+  Response record(const httplib::Request& incoming) {
     Request request;
-    request.cleartext = overCleartext;
     request.method = incoming.method;
     request.target = incoming.target;
     const auto question = incoming.target.find('?');
@@ -234,20 +179,11 @@ struct TestHttpsServer::State {
     return reply;
   }
 
-  // Holds the handler thread as scripted; true when it is to answer.
-  bool hold(const Response& reply) {
-    std::unique_lock lock(mutex);
-    if (reply.neverAnswer) {
+  void handle(const httplib::Request& incoming, httplib::Response& outgoing) {
+    const Response reply = record(incoming);
+    if (reply.neverAnswer) {  // held until the server stops
+      std::unique_lock lock(mutex);
       changed.wait(lock, [&] { return stopping; });
-      return false;
-    }
-    changed.wait_for(lock, reply.delay, [&] { return stopping; });
-    return !stopping;
-  }
-
-  void handle(const httplib::Request& incoming, httplib::Response& outgoing, bool overCleartext) {
-    const Response reply = record(incoming, overCleartext);
-    if (!hold(reply)) {
       outgoing.status = 503;
       return;
     }
@@ -263,15 +199,14 @@ struct TestHttpsServer::State {
 };
 
 TestHttpsServer::TestHttpsServer(Listeners listeners) : state_(std::make_unique<State>()) {
-  State* state = state_.get();
-  state->secure.start([state](const httplib::Request& request, httplib::Response& response) {
-    state->handle(request, response, false);
-  });
+  const auto handler = [state = state_.get()](const httplib::Request& request,
+                                              httplib::Response& response) {
+    state->handle(request, response);
+  };
+  state_->secure.start(handler);
   if (listeners == Listeners::httpsAndCleartext) {
-    state->cleartext = std::make_unique<Listener>(std::make_unique<httplib::Server>());
-    state->cleartext->start([state](const httplib::Request& request, httplib::Response& response) {
-      state->handle(request, response, true);
-    });
+    state_->cleartext = std::make_unique<Listener>(std::make_unique<httplib::Server>());
+    state_->cleartext->start(handler);
   }
 }
 

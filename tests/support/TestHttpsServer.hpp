@@ -43,17 +43,10 @@ class TestHttpsServer {
       response.location = std::move(location);
       return response;
     }
-    /// Answered after being held this long.
-    static Response delayed(std::chrono::milliseconds delay, int status, std::string body = {}) {
-      Response response(status, std::move(body));
-      response.delay = delay;
-      return response;
-    }
 
     int status;
     std::string body;
     std::string contentType;
-    std::chrono::milliseconds delay{0};
     bool neverAnswer = false;
     std::string location;  // the Location header, when not empty
   };
@@ -70,8 +63,6 @@ class TestHttpsServer {
     std::string body;
     /// The client's port: equal for requests on one kept-alive connection.
     int remotePort = 0;
-    /// Arrived on the cleartext listener.
-    bool cleartext = false;
 
     /// Every value of the header with this name (any case), in order.
     std::vector<std::string> headerValues(std::string_view name) const;

@@ -7,7 +7,6 @@
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -26,15 +25,20 @@ const std::vector<std::string> kCheckNames = {"sdk.plist", "bluetooth", "notific
                                               "network",   "endpoints", "user-defaults"};
 
 struct Endpoints {
-  std::string eventURL;
-  std::string noTrackingEventURL;
-  std::string creativeHost;
+  std::string eventURL, noTrackingEventURL, creativeHost;
 };
 
-std::string plist(const std::string& groups, bool beaconSettings = true) {
-  std::string text = R"(<?xml version="1.0" encoding="UTF-8"?>
-<plist version="1.0"><dict><key>APIEndpoints</key><dict>)" +
-                     groups + "</dict>";
+/// Both endpoint groups set to endpoints, with or without the beacon settings.
+std::string plist(const Endpoints& e, bool beaconSettings = true) {
+  std::string text = R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict>)";
+  text += "<key>APIEndpoints</key><dict>";
+  for (const char* group : {"Production", "Stage"}) {
+    text += std::string("<key>") + group + "</key><dict><key>EventURL</key><string>" + e.eventURL +
+            "</string><key>NoTrackingEventURL</key><string>" + e.noTrackingEventURL +
+            "</string><key>CreativeCDNURL</key><string>" + e.creativeHost +
+            "</string><key>CreativeBucketName</key><string>bucket</string></dict>";
+  }
+  text += "</dict>";
   if (beaconSettings) {
     text += R"(<key>BeaconSettings</key><dict>
 <key>AppleBeacon</key><dict><key>UUID</key><string>E2C56DB5-DFFB-48D2-B060-D0F5A71096E0</string>
@@ -43,14 +47,6 @@ std::string plist(const std::string& groups, bool beaconSettings = true) {
 <string>0000FEAA-0000-1000-8000-00805F9B34FB</string></dict></dict>)";
   }
   return text + "</dict></plist>";
-}
-
-std::string group(const char* name, const Endpoints& endpoints) {
-  return std::string("<key>") + name + "</key><dict><key>EventURL</key><string>" +
-         endpoints.eventURL + "</string><key>NoTrackingEventURL</key><string>" +
-         endpoints.noTrackingEventURL + "</string><key>CreativeCDNURL</key><string>" +
-         endpoints.creativeHost +
-         "</string><key>CreativeBucketName</key><string>bucket</string></dict>";
 }
 
 /// What the machine under examination offers; each fault row spoils one part.
@@ -62,8 +58,8 @@ struct Machine {
   bool discoveryRefused = false;
   bool notificationServer = true;
   std::string capabilities = "actions body body-markup sound";
-  std::optional<Endpoints> endpoints;  // default: the test server's
-  std::optional<std::string> plistText;
+  std::optional<Endpoints> endpoints;    // default: the test server's
+  std::optional<std::string> plistText;  // default: plist(endpoints)
   bool trustTestCa = true;
   bool otherCa = false;
   bool configHomeIsFile = false;
@@ -107,10 +103,7 @@ class LumoraDoctorTest : public ::testing::Test {
       if (machine.adapter && machine.monitorApi) bluez->addMonitorManager();
       if (machine.adapter && !machine.powered) bluez->setPowered(false);
       if (machine.discoveryRefused) {
-        bus->call("org.bluez", MockBluez::kAdapter, "org.freedesktop.DBus.Mock", "AddMethod",
-                  g_variant_new("(sssss)", "org.bluez.Adapter1", "StartDiscovery", "", "",
-                                "raise dbus.exceptions.DBusException('refused', "
-                                "name='org.freedesktop.DBus.Error.AccessDenied')"));
+        bluez->refuse("StartDiscovery", "org.freedesktop.DBus.Error.AccessDenied");
       }
     }
     if (machine.notificationServer) {
@@ -120,8 +113,7 @@ class LumoraDoctorTest : public ::testing::Test {
     const Endpoints endpoints = machine.endpoints.value_or(
         Endpoints{server.url("/v1/events"), server.url("/v1/events-nt"), server.hostAndPort()});
     configFile = directory / "sdk.plist";
-    std::ofstream(configFile) << machine.plistText.value_or(
-        plist(group("Production", endpoints) + group("Stage", endpoints)));
+    std::ofstream(configFile) << machine.plistText.value_or(plist(endpoints));
     if (machine.missingConfigFile) configFile = directory / "absent.plist";
 
     environment = {{"DBUS_SYSTEM_BUS_ADDRESS", bus->address()},
@@ -137,11 +129,7 @@ class LumoraDoctorTest : public ::testing::Test {
   }
 
   DoctorRun run(std::vector<std::string> arguments) {
-    gchar** envp = g_get_environ();
-    for (const char* name : {"LUMORA_CA_FILE", "DBUS_SYSTEM_BUS_ADDRESS",
-                             "DBUS_SESSION_BUS_ADDRESS", "XDG_CONFIG_HOME"}) {
-      envp = g_environ_unsetenv(envp, name);
-    }
+    gchar** envp = g_environ_unsetenv(g_get_environ(), "LUMORA_CA_FILE");
     for (const auto& [name, value] : environment) {
       envp = g_environ_setenv(envp, name.c_str(), value.c_str(), TRUE);
     }
@@ -149,28 +137,19 @@ class LumoraDoctorTest : public ::testing::Test {
     std::vector<gchar*> argv;
     for (auto& argument : arguments) argv.push_back(argument.data());
     argv.push_back(nullptr);
-
     DoctorRun result;
-    gchar* out = nullptr;
-    gchar* err = nullptr;
+    gchar *out = nullptr, *err = nullptr;
     gint wait = 0;
-    GError* error = nullptr;
     const bool spawned = g_spawn_sync(nullptr, argv.data(), envp, G_SPAWN_DEFAULT, nullptr, nullptr,
-                                      &out, &err, &wait, &error);
+                                      &out, &err, &wait, nullptr);
     g_strfreev(envp);
-    if (!spawned) {
-      ADD_FAILURE() << error->message;
-      g_error_free(error);
-      return result;
-    }
-    result.out = out;
-    result.err = err;
+    EXPECT_TRUE(spawned) << LUMORA_DOCTOR_PATH;
+    result.out = out ? out : "";
+    result.err = err ? err : "";
     g_free(out);
     g_free(err);
-    result.exitStatus = WIFEXITED(wait) ? WEXITSTATUS(wait) : -1;
-    if (arguments.size() > 1 && arguments[1] == "--json") {
-      result.json = nlohmann::json::parse(result.out, nullptr, false);
-    }
+    result.exitStatus = spawned && WIFEXITED(wait) ? WEXITSTATUS(wait) : -1;
+    if (arguments[1] == "--json") result.json = nlohmann::json::parse(result.out, nullptr, false);
     return result;
   }
 
@@ -189,20 +168,14 @@ TEST_F(LumoraDoctorTest, AHealthyMachinePassesEveryCheckInBothOutputs) {
   const auto result = runJson();
   ASSERT_FALSE(result.json.is_discarded()) << result.out;
   EXPECT_EQ(result.exitStatus, 0) << result.out;
-  std::vector<std::string> names;
-  for (const auto& check : result.json.at("checks")) {
-    names.push_back(check.at("name"));
-    EXPECT_EQ(check.size(), 3u) << check;
-  }
-  EXPECT_EQ(std::set<std::string>(names.begin(), names.end()),
-            std::set<std::string>(kCheckNames.begin(), kCheckNames.end()));
-  EXPECT_EQ(names.size(), kCheckNames.size());
   auto statuses = result.statuses();
+  EXPECT_EQ(statuses.size(), kCheckNames.size());
+  for (const auto& check : result.json.at("checks")) EXPECT_EQ(check.size(), 3u) << check;
   // This machine's routing table is not the test's to choose; a missing
   // default route is only a warning.
   EXPECT_NE(statuses["network"], "error");
-  statuses.erase("network");
-  for (const auto& [name, status] : statuses) EXPECT_EQ(status, "ok") << result.detail(name);
+  statuses["network"] = "ok";
+  for (const auto& name : kCheckNames) EXPECT_EQ(statuses[name], "ok") << result.detail(name);
   EXPECT_NE(result.detail("sdk.plist").find(configFile.string()), std::string::npos);
   EXPECT_NE(result.detail("endpoints").find(server.url("/v1/events")), std::string::npos);
   EXPECT_FALSE(bluez->discovering()) << "the discovery probe must not stay on";
@@ -222,6 +195,8 @@ struct Fault {
   const char* detail;  // a part of the check's detail
 };
 
+void PrintTo(const Fault& fault, std::ostream* out) { *out << fault.name; }
+
 class LumoraDoctorFaultTest : public LumoraDoctorTest,
                               public ::testing::WithParamInterface<Fault> {};
 
@@ -237,67 +212,52 @@ TEST_P(LumoraDoctorFaultTest, ReportsTheFaultAndExitsByItsSeverity) {
   EXPECT_EQ(result.exitStatus, std::string(GetParam().status) == "error" ? 1 : 0) << result.out;
 }
 
-std::string serverlessUrl(const std::string& scheme) {
-  return scheme + "://127.0.0.1:1/v1/events";  // nothing listens on port 1
+// Endpoints where nothing listens (port 1), events sent by scheme, creatives from cdn.
+std::function<void(Machine&)> serverless(const std::string& scheme, const std::string& cdn) {
+  return [=](Machine& m) {
+    const std::string events = "://127.0.0.1:1/v1/events";
+    m.endpoints = {scheme + events, "https" + events, cdn};
+  };
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Faults, LumoraDoctorFaultTest,
-    ::testing::Values(
-        Fault{"NoBluetoothd", [](Machine& m) { m.bluetoothd = false; }, "bluetooth", "error",
-              "bluetoothd is not running"},
-        Fault{"NoAdapter", [](Machine& m) { m.adapter = false; }, "bluetooth", "error",
-              "no adapter"},
-        Fault{"PoweredOff", [](Machine& m) { m.powered = false; }, "bluetooth", "error",
-              "powered off"},
-        Fault{"DiscoveryRefused", [](Machine& m) { m.discoveryRefused = true; }, "bluetooth",
-              "error", "discovery refused: org.freedesktop.DBus.Error.AccessDenied"},
-        Fault{"NoMonitorApi", [](Machine& m) { m.monitorApi = false; }, "bluetooth", "warning",
-              "no advertisement monitor API"},
-        Fault{"NoNotificationServer", [](Machine& m) { m.notificationServer = false; },
-              "notifications", "error", "no notification server"},
-        Fault{"NoActions", [](Machine& m) { m.capabilities = "body body-markup"; }, "notifications",
-              "warning", "no actions capability"},
-        Fault{"NotAPlist", [](Machine& m) { m.plistText = "<plist><dict>"; }, "sdk.plist", "error",
-              "not a property list"},
-        Fault{"NoBeaconSettings",
-              [](Machine& m) {
-                m.plistText = plist(group("Production", {"https://a/", "https://b/", "c"}), false);
-              },
-              "sdk.plist", "error", "BeaconSettings section is missing in sdk.plist"},
-        Fault{"MissingConfigFile", [](Machine& m) { m.missingConfigFile = true; }, "sdk.plist",
-              "error", "absent.plist: missing"},
-        Fault{"CdnWithScheme",
-              [](Machine& m) {
-                m.endpoints = Endpoints{serverlessUrl("https"), serverlessUrl("https"),
-                                        "https://cdn.example.com"};
-              },
-              "endpoints", "error", "has a scheme"},
-        Fault{"CdnWithPath",
-              [](Machine& m) {
-                m.endpoints = Endpoints{serverlessUrl("https"), serverlessUrl("https"),
-                                        "cdn.example.com/creatives"};
-              },
-              "endpoints", "error", "has a path"},
-        Fault{
-            "CleartextEvents",
-            [](Machine& m) {
-              m.endpoints = Endpoints{serverlessUrl("http"), serverlessUrl("https"), "127.0.0.1:1"};
-            },
-            "endpoints", "error", "cleartext http"},
-        Fault{"Unreachable",
-              [](Machine& m) {
-                m.endpoints =
-                    Endpoints{serverlessUrl("https"), serverlessUrl("https"), "127.0.0.1:1"};
-              },
-              "endpoints", "error", "https://127.0.0.1:1/v1/events unreachable"},
-        Fault{"UntrustedWithoutCaFile", [](Machine& m) { m.trustTestCa = false; }, "endpoints",
-              "error", "SSL certificate problem"},
-        Fault{"TrustedByAnotherCa", [](Machine& m) { m.otherCa = true; }, "endpoints", "error",
-              "SSL certificate problem"},
-        Fault{"ConfigHomeIsAFile", [](Machine& m) { m.configHomeIsFile = true; }, "user-defaults",
-              "error", "cannot be created"}),
-    [](const ::testing::TestParamInfo<Fault>& info) { return std::string(info.param.name); });
+const Fault kFaults[] = {
+    {"NoBluetoothd", [](Machine& m) { m.bluetoothd = false; }, "bluetooth", "error",
+     "bluetoothd is not running"},
+    {"NoAdapter", [](Machine& m) { m.adapter = false; }, "bluetooth", "error", "no adapter"},
+    {"PoweredOff", [](Machine& m) { m.powered = false; }, "bluetooth", "error", "powered off"},
+    {"DiscoveryRefused", [](Machine& m) { m.discoveryRefused = true; }, "bluetooth", "error",
+     "discovery refused: org.freedesktop.DBus.Error.AccessDenied"},
+    {"NoMonitorApi", [](Machine& m) { m.monitorApi = false; }, "bluetooth", "warning",
+     "no advertisement monitor API"},
+    {"NoNotificationServer", [](Machine& m) { m.notificationServer = false; }, "notifications",
+     "error", "no notification server"},
+    {"NoActions", [](Machine& m) { m.capabilities = "body body-markup"; }, "notifications",
+     "warning", "no actions capability"},
+    {"NotAPlist", [](Machine& m) { m.plistText = "<plist><dict>"; }, "sdk.plist", "error",
+     "not a property list"},
+    {"NoBeaconSettings",
+     [](Machine& m) {
+       m.plistText = plist({"https://a/", "https://b/", "c"}, false);
+     },
+     "sdk.plist", "error", "BeaconSettings section is missing in sdk.plist"},
+    {"MissingConfigFile", [](Machine& m) { m.missingConfigFile = true; }, "sdk.plist", "error",
+     "absent.plist: missing"},
+    {"CdnWithScheme", serverless("https", "https://cdn.example.com"), "endpoints", "error",
+     "has a scheme"},
+    {"CdnWithPath", serverless("https", "cdn.example.com/creatives"), "endpoints", "error",
+     "has a path"},
+    {"CleartextEvents", serverless("http", "127.0.0.1:1"), "endpoints", "error", "cleartext http"},
+    {"Unreachable", serverless("https", "127.0.0.1:1"), "endpoints", "error",
+     "https://127.0.0.1:1/v1/events unreachable"},
+    {"UntrustedWithoutCaFile", [](Machine& m) { m.trustTestCa = false; }, "endpoints", "error",
+     "SSL certificate problem"},
+    {"TrustedByAnotherCa", [](Machine& m) { m.otherCa = true; }, "endpoints", "error",
+     "SSL certificate problem"},
+    {"ConfigHomeIsAFile", [](Machine& m) { m.configHomeIsFile = true; }, "user-defaults", "error",
+     "cannot be created"},
+};
+INSTANTIATE_TEST_SUITE_P(Faults, LumoraDoctorFaultTest, ::testing::ValuesIn(kFaults),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(LumoraDoctorTest, BadArgumentsExitTwoWithOneLine) {
   for (const auto& arguments : std::vector<std::vector<std::string>>{{"--bogus"}, {"--config"}}) {

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <memory>
 
 #include "support/BluezCentralWorld.hpp"
 
@@ -15,27 +14,18 @@ constexpr const char* kService = "0000FEAA-0000-1000-8000-00805F9B34FB";
 constexpr const char* kIBeaconUuid = "E2C56DB5-DFFB-48D2-B060-D0F5A71096E0";
 constexpr const char* kBeaconAddress = "AA:BB:CC:DD:EE:20";
 
-class NullDelegate : public BleCentralDelegate {
- public:
-  void centralDidUpdateState(std::int64_t) override {}
-  void centralDidDiscover(const AdvertisementData&) override {}
-};
+Bytes iBeacon(std::uint16_t minor) { return MockBluez::iBeaconFrame(kIBeaconUuid, 1, minor); }
 
-Bytes withAppleCompanyId(const Bytes& frame) {
-  Bytes bytes(frame.size() + 2);
-  bytes[0] = 0x4c;  // Apple's company identifier, little-endian
-  std::copy(frame.begin(), frame.end(), bytes.begin() + 2);
-  return bytes;
-}
-
-// The monitoring consumer served by BlueZ's advertisement monitor API.
+// The monitoring consumer: BlueZ's advertisement monitor where bluetoothd
+// offers it, else an unfiltered discovery shared with scanForPeripherals.
 class BluezAdvertisementMonitorTest : public test::BluezCentralWorld {
  protected:
-  void makeCentral(double refreshSeconds = 60) {
+  void makeCentral(double restartSeconds = 60, double refreshSeconds = 60) {
     BluezCentral::Options options;
-    options.discoveryRestartSeconds = 0.05;
+    options.discoveryRestartSeconds = restartSeconds;
     options.monitorRefreshSeconds = refreshSeconds;
-    BluezCentralWorld::makeCentral(options, delegate);
+    BluezCentralWorld::makeCentral(options);
+    ASSERT_TRUE(reachState(5));
   }
 
   /// Demands monitoring and answers the application root it registered.
@@ -46,18 +36,20 @@ class BluezAdvertisementMonitorTest : public test::BluezCentralWorld {
     return roots.empty() ? "" : roots.front();
   }
 
-  std::size_t heardWith(const Bytes& manufacturerData) const {
+  /// How often the monitor heard this iBeacon frame from `address`.
+  std::size_t heardWith(const Bytes& frame, const std::string& address = kBeaconAddress) const {
+    Bytes data(frame.size() + 2);
+    data[0] = 0x4c;  // Apple's company identifier, little-endian
+    std::copy(frame.begin(), frame.end(), data.begin() + 2);
     return static_cast<std::size_t>(std::count_if(heard.begin(), heard.end(), [&](const auto& ad) {
-      return ad.peripheralId == kBeaconAddress && ad.manufacturerData == manufacturerData;
+      return ad.peripheralId == address && ad.manufacturerData == data;
     }));
   }
-
-  std::shared_ptr<NullDelegate> delegate = std::make_shared<NullDelegate>();
 };
 
-TEST_F(BluezAdvertisementMonitorTest, DemandRegistersAnIBeaconMonitorThatFeedsFoundDevicesOnly) {
+TEST_F(BluezAdvertisementMonitorTest, DemandRegistersAnIBeaconMonitorFedWhileItsDeviceIsFound) {
   bluez->addMonitorManager();
-  makeCentral();
+  makeCentral(0.05, 0.05);
   const auto root = demandAndRegister();
   const auto monitors = bluez->monitorsAt(root);
   ASSERT_EQ(monitors.size(), 1u);
@@ -68,66 +60,32 @@ TEST_F(BluezAdvertisementMonitorTest, DemandRegistersAnIBeaconMonitorThatFeedsFo
   // No discovery, hence no restarts, for the monitor alone; a device bluetoothd
   // has not reported found does not reach the monitor.
   const auto beacon = bluez->addDevice(kBeaconAddress);
-  const auto first = MockBluez::iBeaconFrame(kIBeaconUuid, 1, 2);
-  bluez->advertise(beacon, {{0x004c, first}}, -67);
+  bluez->advertise(beacon, {{0x004c, iBeacon(2)}}, -67);
   settle();
-  EXPECT_EQ(bluez->adapterCalls("StartDiscovery"), 0u);
-  EXPECT_EQ(bluez->adapterCalls("StopDiscovery"), 0u);
   EXPECT_TRUE(heard.empty());
 
-  bluez->monitorDeviceFound(monitors[0].path, beacon);
-  ASSERT_TRUE(until([&] { return heardWith(withAppleCompanyId(first)) > 0; }));
+  // Once found, the unchanged advertisement keeps being heard, and so do new ones.
+  bluez->callMonitor(monitors[0].path, "DeviceFound", beacon);
+  ASSERT_TRUE(until([&] { return heardWith(iBeacon(2)) >= 4; }));
   EXPECT_EQ(heard.back().rssi, -67);
-  const auto second = MockBluez::iBeaconFrame(kIBeaconUuid, 1, 3);
-  bluez->advertise(beacon, 0x004c, second);
-  ASSERT_TRUE(until([&] { return heardWith(withAppleCompanyId(second)) > 0; }));
+  bluez->advertise(beacon, 0x004c, iBeacon(3));
+  ASSERT_TRUE(until([&] { return heardWith(iBeacon(3)) > 0; }));
 
-  bluez->monitorDeviceLost(monitors[0].path, beacon);
-  bluez->advertise(beacon, 0x004c, MockBluez::iBeaconFrame(kIBeaconUuid, 1, 4));
+  // Once lost, nothing more: neither repeats nor new advertisements.
+  bluez->callMonitor(monitors[0].path, "DeviceLost", beacon);
+  bluez->advertise(beacon, 0x004c, iBeacon(4));
   settle();
-  EXPECT_EQ(heardWith(withAppleCompanyId(MockBluez::iBeaconFrame(kIBeaconUuid, 1, 4))), 0u);
+  EXPECT_EQ(heardWith(iBeacon(4)), 0u);
+  heard.clear();
+  settle();
+  EXPECT_TRUE(heard.empty());
 
   central->setMonitoringDemand(false);
   ASSERT_TRUE(until([&] { return bluez->unregisteredRoots().size() == 1; }));
   EXPECT_EQ(bluez->unregisteredRoots().front(), root);
   EXPECT_THROW(bluez->monitorsAt(root), std::runtime_error);  // the objects are gone too
   EXPECT_EQ(bluez->adapterCalls("StartDiscovery"), 0u);
-}
-
-TEST_F(BluezAdvertisementMonitorTest, AFoundDeviceIsReportedAgainUntilItIsLost) {
-  bluez->addMonitorManager();
-  makeCentral(0.05);
-  const auto root = demandAndRegister();
-  const auto beacon = bluez->addDevice(kBeaconAddress);
-  const auto frame = withAppleCompanyId(MockBluez::iBeaconFrame(kIBeaconUuid, 7, 9));
-  bluez->advertise(beacon, 0x004c, MockBluez::iBeaconFrame(kIBeaconUuid, 7, 9));
-  const auto monitor = bluez->monitorsAt(root).at(0).path;
-  bluez->monitorDeviceFound(monitor, beacon);
-  // The advertisement does not change, yet the monitor keeps hearing it.
-  ASSERT_TRUE(until([&] { return heardWith(frame) >= 4; }));
-
-  bluez->monitorDeviceLost(monitor, beacon);
-  settle();
-  heard.clear();
-  settle();
-  EXPECT_TRUE(heard.empty());
-}
-
-TEST_F(BluezAdvertisementMonitorTest, RefusedRegistrationFallsBackToARestartedUnfilteredDiscovery) {
-  bluez->addMonitorManager("org.bluez.Error.Failed");
-  makeCentral();
-  central->setMonitoringDemand(true);
-  ASSERT_TRUE(until([&] {
-    return bluez->adapterCalls("StopDiscovery") >= 1 && bluez->adapterCalls("StartDiscovery") >= 2;
-  }));
-  EXPECT_EQ(bluez->registeredRoots().size(), 1u);
-  EXPECT_TRUE(bluez->lastDiscoveryFilter().uuids.empty());
-  EXPECT_TRUE(bluez->lastDiscoveryFilter().duplicateData);
-
-  const auto beacon = bluez->addDevice(kBeaconAddress);
-  const auto frame = MockBluez::iBeaconFrame(kIBeaconUuid, 1, 2);
-  bluez->advertise(beacon, 0x004c, frame);
-  ASSERT_TRUE(until([&] { return heardWith(withAppleCompanyId(frame)) > 0; }));
+  EXPECT_EQ(bluez->adapterCalls("StopDiscovery"), 0u);
 }
 
 TEST_F(BluezAdvertisementMonitorTest, TheScanKeepsItsOwnDiscoveryFilterBesideTheMonitor) {
@@ -153,8 +111,7 @@ TEST_F(BluezAdvertisementMonitorTest, ANewBluetoothdGetsTheMonitorAndDestruction
 
   // A fresh bluetoothd announces its adapter first and the manager after it:
   // discovery serves the monitor in between and stops once the monitor is back.
-  bus->stopTemplate("org.bluez");
-  bus->startTemplate("bluez5", "org.bluez");
+  bluez->restart();
   bluez->addAdapter();
   ASSERT_TRUE(until([&] { return bluez->discovering(); }));
   bluez->addMonitorManager();
@@ -165,6 +122,92 @@ TEST_F(BluezAdvertisementMonitorTest, ANewBluetoothdGetsTheMonitorAndDestruction
   central.reset();
   ASSERT_TRUE(until([&] { return bluez->unregisteredRoots().size() == 1; }));
   EXPECT_EQ(bluez->unregisteredRoots().front(), root);
+}
+
+// Without a monitor (no API, or registration refused), an unfiltered
+// discovery, restarted so that unchanged advertisements are heard again,
+// feeds the monitor and only it, until the demand ends.
+class BluezMonitorFallbackTest : public BluezAdvertisementMonitorTest,
+                                 public ::testing::WithParamInterface<bool> {};
+
+TEST_P(BluezMonitorFallbackTest, DemandRunsAnUnfilteredRestartedDiscoveryFeedingOnlyTheMonitor) {
+  const bool refused = GetParam();
+  if (refused) bluez->addMonitorManager("org.bluez.Error.Failed");
+  makeCentral(0.05);
+  central->setMonitoringDemand(true);
+  ASSERT_TRUE(
+      until([&] { return bluez->adapterCalls("StopDiscovery") >= 2 && bluez->discovering(); }));
+  EXPECT_EQ(bluez->registeredRoots().size(), refused ? 1u : 0u);
+  const auto filter = bluez->lastDiscoveryFilter();
+  EXPECT_TRUE(filter.uuids.empty());
+  EXPECT_EQ(filter.transport, "le");
+  EXPECT_TRUE(filter.duplicateData);
+
+  bluez->advertise(bluez->addDevice(kBeaconAddress), 0x004c, iBeacon(2));
+  ASSERT_TRUE(until([&] { return heardWith(iBeacon(2)) > 0; }));
+  EXPECT_TRUE(delegate->advertisements.empty());  // no scan was requested
+
+  central->setMonitoringDemand(false);
+  ASSERT_TRUE(until([&] { return !bluez->discovering(); }));
+  const auto starts = bluez->adapterCalls("StartDiscovery");
+  settle();
+  EXPECT_EQ(bluez->adapterCalls("StartDiscovery"), starts);
+}
+
+INSTANTIATE_TEST_SUITE_P(NoApiOrRefused, BluezMonitorFallbackTest, ::testing::Bool());
+
+TEST_F(BluezAdvertisementMonitorTest, WithBothConsumersTheFilterIsTheUnionAndTheScanSeesItsOwn) {
+  makeCentral();
+  central->setMonitoringDemand(true);
+  central->scanForPeripherals({kService}, false);
+  ASSERT_TRUE(until([&] { return bluez->adapterCalls("SetDiscoveryFilter") >= 2; }));
+  EXPECT_TRUE(bluez->lastDiscoveryFilter().uuids.empty());
+  EXPECT_TRUE(bluez->lastDiscoveryFilter().duplicateData);
+
+  const auto beacon = bluez->addDevice(kBeaconAddress);
+  bluez->advertise(beacon, 0x004c, iBeacon(2));
+  const auto custom = bluez->addDevice("AA:BB:CC:DD:EE:12");
+  bluez->setServiceUuids(custom, {kService});
+  bluez->advertise(custom, 0x1234, {0x03, 1, 2, 3});
+  const auto monitorHeard = [&](const std::string& address) {
+    return std::any_of(heard.begin(), heard.end(),
+                       [&](const auto& ad) { return ad.peripheralId == address; });
+  };
+  ASSERT_TRUE(until([&] {
+    return heardWith(iBeacon(2)) > 0 && monitorHeard("AA:BB:CC:DD:EE:12") &&
+           !delegate->from("AA:BB:CC:DD:EE:12").empty();
+  }));
+  EXPECT_TRUE(delegate->from(kBeaconAddress).empty());
+
+  // Stopping the scan leaves the monitor's discovery running and fed.
+  const auto stops = bluez->adapterCalls("StopDiscovery");
+  central->stopScan();
+  settle();
+  EXPECT_TRUE(bluez->discovering());
+  EXPECT_EQ(bluez->adapterCalls("StopDiscovery"), stops);
+  bluez->advertise(beacon, 0x004c, iBeacon(3));
+  ASSERT_TRUE(until([&] { return heardWith(iBeacon(3)) > 0; }));
+
+  // Without the monitor the scan's own filter comes back.
+  central->scanForPeripherals({kService}, true);
+  central->setMonitoringDemand(false);
+  ASSERT_TRUE(until(
+      [&] { return bluez->lastDiscoveryFilter().uuids == std::vector<std::string>{kService}; }));
+  EXPECT_TRUE(bluez->lastDiscoveryFilter().duplicateData);
+  central->stopScan();
+  ASSERT_TRUE(until([&] { return !bluez->discovering(); }));
+}
+
+TEST_F(BluezAdvertisementMonitorTest, DemandWhilePoweredOffStartsDiscoveryWhenTheAdapterPowersOn) {
+  makeCentral();
+  bluez->setPowered(false);
+  ASSERT_TRUE(reachState(4));
+  central->setMonitoringDemand(true);
+  settle();
+  EXPECT_EQ(bluez->adapterCalls("StartDiscovery"), 0u);
+  bluez->setPowered(true);
+  ASSERT_TRUE(until([&] { return bluez->discovering(); }));
+  EXPECT_TRUE(bluez->lastDiscoveryFilter().uuids.empty());
 }
 
 }  // namespace

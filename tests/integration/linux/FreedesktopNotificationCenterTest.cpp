@@ -69,6 +69,17 @@ class FreedesktopNotificationCenterTest : public ::testing::Test {
     return result;
   }
   std::size_t notifyCount() { return bus->callCount(kName, kPath, "Notify"); }
+  /// Argument `index` of the `call`th Notify call the server saw.
+  DbusMockHarness::VariantPtr notifyArgument(std::size_t call, gsize index) {
+    const auto calls = bus->callArguments(kName, kPath, "Notify");
+    GVariant* boxed = g_variant_get_child_value(calls.at(call).get(), index);
+    GVariant* value = g_variant_get_variant(boxed);
+    g_variant_unref(boxed);
+    return DbusMockHarness::VariantPtr(value, &g_variant_unref);
+  }
+  std::string notifyString(std::size_t call, gsize index) {
+    return g_variant_get_string(notifyArgument(call, index).get(), nullptr);
+  }
 
   std::unique_ptr<DbusMockHarness> bus;
   std::shared_ptr<GLibMainQueue> queue = std::make_shared<GLibMainQueue>();
@@ -101,28 +112,21 @@ TEST_F(FreedesktopNotificationCenterTest,
   ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return notifyCount() == 1; }));
   EXPECT_EQ(delegate->presented, std::vector<std::string>{"first"});
 
-  auto calls = bus->callArguments(kName, kPath, "Notify");
-  GVariant* args = calls.front().get();
-  auto arg = [&](gsize index) {
-    GVariant* boxed = g_variant_get_child_value(args, index);
-    GVariant* value = g_variant_get_variant(boxed);
-    g_variant_unref(boxed);
-    return std::unique_ptr<GVariant, void (*)(GVariant*)>(value, &g_variant_unref);
-  };
-  EXPECT_STREQ(g_variant_get_string(arg(0).get(), nullptr), "LumoraBeaconSDK");
-  EXPECT_EQ(g_variant_get_uint32(arg(1).get()), 0u);
-  EXPECT_STREQ(g_variant_get_string(arg(2).get(), nullptr), "");
-  EXPECT_STREQ(g_variant_get_string(arg(3).get(), nullptr), "Spring sale");
+  EXPECT_EQ(notifyString(0, 0), "LumoraBeaconSDK");
+  EXPECT_EQ(g_variant_get_uint32(notifyArgument(0, 1).get()), 0u);
+  EXPECT_EQ(notifyString(0, 2), "");
+  EXPECT_EQ(notifyString(0, 3), "Spring sale");
   // The mock server lists "body-markup", so markup characters are escaped.
-  EXPECT_STREQ(g_variant_get_string(arg(4).get(), nullptr), "Shoes &amp; bags &lt;50%&gt;");
+  EXPECT_EQ(notifyString(0, 4), "Shoes &amp; bags &lt;50%&gt;");
   gsize count = 0;
-  const gchar** actions = g_variant_get_strv(arg(5).get(), &count);
+  const auto actionList = notifyArgument(0, 5);  // the strings below live in it
+  const gchar** actions = g_variant_get_strv(actionList.get(), &count);
   ASSERT_EQ(count, 2u);
   EXPECT_STREQ(actions[0], "default");
   EXPECT_STREQ(actions[1], "Open");
   g_free(actions);
-  EXPECT_EQ(g_variant_n_children(arg(6).get()), 0u);
-  EXPECT_EQ(g_variant_get_int32(arg(7).get()), -1);
+  EXPECT_EQ(g_variant_n_children(notifyArgument(0, 6).get()), 0u);
+  EXPECT_EQ(g_variant_get_int32(notifyArgument(0, 7).get()), -1);
 }
 
 TEST_F(FreedesktopNotificationCenterTest, PlainBodyAndTheMessageSoundWhereTheServerOffersThem) {
@@ -132,18 +136,12 @@ TEST_F(FreedesktopNotificationCenterTest, PlainBodyAndTheMessageSoundWhereTheSer
   silent.defaultSound = false;
   EXPECT_EQ(add(silent), std::nullopt);
   ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return notifyCount() == 2; }));
-  auto calls = bus->callArguments(kName, kPath, "Notify");
-  const auto arg = [&](std::size_t call, gsize index) {
-    GVariant* boxed = g_variant_get_child_value(calls.at(call).get(), index);
-    GVariant* value = g_variant_get_variant(boxed);
-    g_variant_unref(boxed);
-    return std::unique_ptr<GVariant, void (*)(GVariant*)>(value, &g_variant_unref);
-  };
-  EXPECT_STREQ(g_variant_get_string(arg(0, 4).get(), nullptr), "Shoes & bags <50%>");
+  EXPECT_EQ(notifyString(0, 4), "Shoes & bags <50%>");
   const gchar* sound = nullptr;
-  EXPECT_TRUE(g_variant_lookup(arg(0, 6).get(), "sound-name", "&s", &sound));
+  const auto hints = notifyArgument(0, 6);  // `sound` points into it
+  EXPECT_TRUE(g_variant_lookup(hints.get(), "sound-name", "&s", &sound));
   EXPECT_STREQ(sound, "message-new-instant");
-  EXPECT_EQ(g_variant_n_children(arg(1, 6).get()), 0u) << "a request without sound";
+  EXPECT_EQ(g_variant_n_children(notifyArgument(1, 6).get()), 0u) << "a request without sound";
 }
 
 TEST_F(FreedesktopNotificationCenterTest, PresentationWithoutAlertShowsNothing) {
@@ -155,9 +153,7 @@ TEST_F(FreedesktopNotificationCenterTest, PresentationWithoutAlertShowsNothing) 
   delegate->presentOptions = 7;
   EXPECT_EQ(add(request("loud")), std::nullopt);
   ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return notifyCount() >= 1; }));
-  bool settled = false;
-  queue->scheduleTimer(0.2, false, [&](Timer&) { settled = true; });
-  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return settled; }));
+  DbusMockHarness::idle(0.2);
   EXPECT_EQ(notifyCount(), 1u);
 }
 
@@ -167,13 +163,7 @@ TEST_F(FreedesktopNotificationCenterTest, ActionInvokedOnOurNotificationReachesT
   ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return notifyCount() == 1; }));
   // The mock numbers notifications from 1; id 99 belongs to another application.
   const auto emit = [&](const char* signal, const char* signature, GVariant* second, guint32 id) {
-    GVariantBuilder args;
-    g_variant_builder_init(&args, G_VARIANT_TYPE("av"));
-    g_variant_builder_add(&args, "v", g_variant_new_uint32(id));
-    g_variant_builder_add(&args, "v", second);
-    bus->call(kName, kPath, "org.freedesktop.DBus.Mock", "EmitSignal",
-              g_variant_new("(sss@av)", "org.freedesktop.Notifications", signal, signature,
-                            g_variant_builder_end(&args)));
+    bus->emitSignal(kName, kPath, kName, signal, signature, {g_variant_new_uint32(id), second});
   };
   const auto action = [&](guint32 id, const char* key) {
     emit("ActionInvoked", "us", g_variant_new_string(key), id);

@@ -1,6 +1,5 @@
 #include "LinuxSdkWorld.hpp"
 
-#include <glib.h>
 #include <stdlib.h>
 
 #include <fstream>
@@ -32,10 +31,8 @@ std::string sdkPlist(const TestHttpsServer& server, const std::string& iBeaconUu
 }  // namespace
 
 void LinuxSdkWorld::SetUp() {
-  if (auto missing = test::DbusMockHarness::missingTools()) GTEST_SKIP() << *missing;
-  bus = std::make_unique<test::DbusMockHarness>();
-  bluez = std::make_unique<test::MockBluez>(*bus);
-  bluez->addAdapter();
+  BluezCentralWorld::SetUp();
+  if (IsSkipped()) return;
   bus->startTemplate("notification_daemon", kNotifications);
 
   char pattern[] = "/tmp/lumora-linuxsdk-XXXXXX";
@@ -104,26 +101,6 @@ std::string LinuxSdkWorld::advertiseCustomBeacon(const std::string& address,
   value.resize(value.size() + 11, 0x00);
   bluez->advertise(device, 0x1234, value);
   return device;
-}
-
-bool LinuxSdkWorld::until(const std::function<bool()>& condition,
-                          std::chrono::milliseconds deadline) {
-  return test::DbusMockHarness::iterateUntil(condition, deadline);
-}
-
-void LinuxSdkWorld::idle(double seconds) {
-  bool done = false;
-  const guint source = g_timeout_add(
-      static_cast<guint>(seconds * 1000),
-      [](gpointer flag) -> gboolean {
-        *static_cast<bool*>(flag) = true;
-        return G_SOURCE_REMOVE;
-      },
-      &done);
-  if (!until([&] { return done; },
-             std::chrono::milliseconds(static_cast<int>(seconds * 1000) + 30000))) {
-    g_source_remove(source);
-  }
 }
 
 std::size_t LinuxSdkWorld::callsNamed(const std::string& name) const {

@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -12,19 +10,18 @@
 
 #include "core/SdkFacade.hpp"
 #include "platform/linux/LinuxPlatform.hpp"
-#include "support/DbusMockHarness.hpp"
-#include "support/MockBluez.hpp"
+#include "support/BluezCentralWorld.hpp"
 #include "support/RecordingCallback.hpp"
 #include "support/TestHttpsServer.hpp"
 
 namespace lumora::testing {
 
-/// The real facade on the real Linux platform: BlueZ and a notification server
-/// mocked on a private bus, a temporary bundle directory whose sdk.plist points
+/// The real facade on the real Linux platform: BlueZ (the world's) and a
+/// notification server mocked on a private bus, a temporary bundle directory whose sdk.plist points
 /// at a TestHttpsServer (creatives under /bucket, events under /events and
 /// /nt), and a temporary user-defaults file. Everything runs on the default
 /// GLib main context, which the test iterates.
-class LinuxSdkWorld : public ::testing::Test {
+class LinuxSdkWorld : public test::BluezCentralWorld {
  protected:
   static constexpr const char* kIBeaconUuid = "E2C56DB5-DFFB-48D2-B060-D0F5A71096E0";
   static constexpr const char* kServiceUuid = "0000FEAA-0000-1000-8000-00805F9B34FB";
@@ -46,17 +43,10 @@ class LinuxSdkWorld : public ::testing::Test {
   std::string advertiseIBeacon(const std::string& address);
   /// A custom beacon (company 0x1234, the configured service) for the binding.
   std::string advertiseCustomBeacon(const std::string& address, std::uint32_t bindingId);
-  /// Iterates the main context until condition holds; the deadline only guards hangs.
-  static bool until(const std::function<bool()>& condition,
-                    std::chrono::milliseconds deadline = std::chrono::seconds(30));
-  /// Runs the main loop for a while without asserting anything about it.
-  static void idle(double seconds);
   std::size_t callsNamed(const std::string& name) const;
   std::vector<nlohmann::json> eventsOfType(const std::string& type) const;
 
   TestHttpsServer server;
-  std::unique_ptr<test::DbusMockHarness> bus;
-  std::unique_ptr<test::MockBluez> bluez;
   std::filesystem::path directory;
   std::shared_ptr<platform::LinuxPlatform> platform;
   std::shared_ptr<RecordingCallback> callback;

@@ -82,22 +82,16 @@ Outcome probeInFreshNamespace(const std::vector<Stage>& stages, std::string& ans
   return static_cast<Outcome>(WEXITSTATUS(status));
 }
 
-// Skips the test when the namespace or its links and routes cannot be made here.
-#define EXPECT_PROBES_IN_NAMESPACE(stages, expected)                                            \
-  do {                                                                                          \
-    std::string answers;                                                                        \
-    const Outcome outcome = probeInFreshNamespace(stages, answers);                             \
-    if (outcome == Outcome::noNamespace) {                                                      \
-      GTEST_SKIP() << "cannot create a network namespace here (needs root or user namespaces)"; \
-    }                                                                                           \
-    if (outcome == Outcome::setupFailed) {                                                      \
-      GTEST_SKIP() << "cannot set up the namespace's links and routes with ip(8)";              \
-    }                                                                                           \
-    EXPECT_EQ(outcome, Outcome::ran);                                                           \
-    EXPECT_EQ(answers, expected);                                                               \
-  } while (false)
-
 const std::string kLoopbackUp = "ip link set lo up";
+// A veth pair whose peer is down: v0 is up but has no carrier.
+const Stage kVethWithoutCarrier{kLoopbackUp, "ip link add v0 type veth peer name v1",
+                                "ip link set v0 up"};
+const std::string kV0Running = "ip -o link show v0 | grep -q \"state UP\"";
+
+Stage plus(Stage stage, const std::vector<std::string>& more) {
+  stage.insert(stage.end(), more.begin(), more.end());
+  return stage;
+}
 
 TEST(NetlinkReachabilityTest, ThisMachineIsReachableWhenItHasADefaultRoute) {
   const std::string routes =
@@ -110,61 +104,64 @@ TEST(NetlinkReachabilityTest, ThisMachineIsReachableWhenItHasADefaultRoute) {
   EXPECT_TRUE(probe());  // a second probe made afterwards answers the same
 }
 
-TEST(NetlinkReachabilityTest, NamespaceWithLoopbackOnlyIsUnreachable) {
-  EXPECT_PROBES_IN_NAMESPACE(std::vector<Stage>{{kLoopbackUp}}, "0");
-}
+/// Links and routes set up stage by stage in a fresh network namespace, and
+/// the answer ("1" reachable, "0" not) expected after each stage.
+struct NamespaceCase {
+  const char* name;
+  std::vector<Stage> stages;
+  std::string answers;
+};
 
-TEST(NetlinkReachabilityTest, NamespaceWithADefaultRouteIsReachable) {
-  EXPECT_PROBES_IN_NAMESPACE((std::vector<Stage>{{kLoopbackUp, "ip route add default dev lo"}}),
-                             "1");
-}
+class NetlinkNamespaceTest : public ::testing::TestWithParam<NamespaceCase> {};
 
-TEST(NetlinkReachabilityTest, IPv6DefaultRouteAloneIsReachable) {
-  EXPECT_PROBES_IN_NAMESPACE((std::vector<Stage>{{kLoopbackUp, "ip -6 route add default dev lo"}}),
-                             "1");
+TEST_P(NetlinkNamespaceTest, ProbesAnswerWhetherADefaultRouteLeadsOut) {
+  std::string answers;
+  const Outcome outcome = probeInFreshNamespace(GetParam().stages, answers);
+  if (outcome == Outcome::noNamespace) {
+    GTEST_SKIP() << "cannot create a network namespace here (needs root or user namespaces)";
+  }
+  if (outcome == Outcome::setupFailed) {
+    GTEST_SKIP() << "cannot set up the namespace's links and routes with ip(8)";
+  }
+  EXPECT_EQ(outcome, Outcome::ran);
+  EXPECT_EQ(answers, GetParam().answers);
 }
-
-TEST(NetlinkReachabilityTest, UnreachableOrOtherTableDefaultRoutesDoNotCount) {
-  EXPECT_PROBES_IN_NAMESPACE((std::vector<Stage>{{kLoopbackUp, "ip route add unreachable default",
-                                                  "ip route add default dev lo table 100"}}),
-                             "0");
-}
-
-// A veth pair whose peer is down: v0 is up but has no carrier.
-const Stage kVethWithoutCarrier{kLoopbackUp, "ip link add v0 type veth peer name v1",
-                                "ip link set v0 up"};
-const std::string kV0Running = "ip -o link show v0 | grep -q \"state UP\"";
 
 // A default route is only as good as its link: without carrier (or with the
-// interface down) it leads nowhere; once the peer comes up it does.
-TEST(NetlinkReachabilityTest, DefaultRouteFollowsItsLinksCarrier) {
-  Stage viaV0 = kVethWithoutCarrier;
-  viaV0.push_back("ip route add default dev v0");
-  const Stage peerUp{"ip link set v1 up",
-                     waitUntil(kV0Running + " && ! ip route show default | grep -q linkdown")};
-  const Stage interfaceDown{"ip link set v0 down"};
-  EXPECT_PROBES_IN_NAMESPACE((std::vector<Stage>{viaV0, peerUp, interfaceDown}), "010");
-}
-
-TEST(NetlinkReachabilityTest, IPv6DefaultRouteWithoutCarrierIsUnreachable) {
-  Stage viaV0 = kVethWithoutCarrier;
-  viaV0.push_back("ip -6 route add default dev v0");
-  const Stage peerUp{"ip link set v1 up",
-                     waitUntil(kV0Running + " && ! ip -6 route show default | grep -q linkdown")};
-  EXPECT_PROBES_IN_NAMESPACE((std::vector<Stage>{viaV0, peerUp}), "01");
-}
-
-// A multipath default route leads out while any one of its next hops does.
-TEST(NetlinkReachabilityTest, MultipathDefaultRouteNeedsOneLiveNextHop) {
-  Stage twoPaths = kVethWithoutCarrier;
-  twoPaths.insert(twoPaths.end(),
+// interface down) it leads nowhere; once the peer comes up it does. A
+// multipath route leads out while any one of its next hops does.
+INSTANTIATE_TEST_SUITE_P(
+    Routes, NetlinkNamespaceTest,
+    ::testing::Values(
+        NamespaceCase{"LoopbackOnly", {{kLoopbackUp}}, "0"},
+        NamespaceCase{"DefaultRoute", {{kLoopbackUp, "ip route add default dev lo"}}, "1"},
+        NamespaceCase{
+            "IPv6DefaultRouteAlone", {{kLoopbackUp, "ip -6 route add default dev lo"}}, "1"},
+        NamespaceCase{"UnreachableOrOtherTable",
+                      {{kLoopbackUp, "ip route add unreachable default",
+                        "ip route add default dev lo table 100"}},
+                      "0"},
+        NamespaceCase{"FollowsCarrier",
+                      {plus(kVethWithoutCarrier, {"ip route add default dev v0"}),
+                       {"ip link set v1 up",
+                        waitUntil(kV0Running + " && ! ip route show default | grep -q linkdown")},
+                       {"ip link set v0 down"}},
+                      "010"},
+        NamespaceCase{
+            "IPv6FollowsCarrier",
+            {plus(kVethWithoutCarrier, {"ip -6 route add default dev v0"}),
+             {"ip link set v1 up",
+              waitUntil(kV0Running + " && ! ip -6 route show default | grep -q linkdown")}},
+            "01"},
+        NamespaceCase{
+            "MultipathNeedsOneLiveNextHop",
+            {plus(kVethWithoutCarrier,
                   {"ip link add w0 type veth peer name w1", "ip link set w1 up",
                    "ip link set w0 up", waitUntil("ip -o link show w0 | grep -q \"state UP\""),
-                   "ip route add default nexthop dev v0 nexthop dev w0"});
-  const Stage lastPeerDown{"ip link set w1 down",
-                           waitUntil("ip -o link show w0 | grep -q LOWERLAYERDOWN")};
-  EXPECT_PROBES_IN_NAMESPACE((std::vector<Stage>{twoPaths, lastPeerDown}), "10");
-}
+                   "ip route add default nexthop dev v0 nexthop dev w0"}),
+             {"ip link set w1 down", waitUntil("ip -o link show w0 | grep -q LOWERLAYERDOWN")}},
+            "10"}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
 }  // namespace lumora

@@ -36,14 +36,8 @@ TEST(DevServerCommandLineTest, ReadsEveryOption) {
   EXPECT_EQ(config.eventsFile, "e.jsonl");
   EXPECT_EQ(config.listenAddress, "::1");
   EXPECT_FALSE(config.certDir.has_value());
-  EXPECT_EQ(config.console, nullptr);
-
-  const std::vector<std::string_view> minimal = {"--cert-dir", "certs", "--creatives", "c"};
-  const DevServerConfig defaults = DevServerCommandLine::parse(minimal, noEnvironment);
-  EXPECT_EQ(defaults.port, 0);
-  EXPECT_EQ(defaults.listenAddress, "127.0.0.1");
-  EXPECT_EQ(defaults.certDir, "certs");
-  EXPECT_FALSE(defaults.eventsFile.has_value());
+  const std::vector<std::string_view> certDir = {"--cert-dir", "certs", "--creatives", "c"};
+  EXPECT_EQ(DevServerCommandLine::parse(certDir, noEnvironment).certDir, "certs");
 }
 
 TEST(DevServerCommandLineTest, KeepsTheCertificateInTheUsersDataDirectoryByDefault) {

@@ -66,6 +66,7 @@ class DevServerEngineTest : public ::testing::Test {
   }
 
   void startServer(DevServerConfig config) {
+    server.reset();
     config.creativesDir = creatives.path();
     config.eventsFile = eventsFile;
     config.console = &console;
@@ -84,26 +85,10 @@ class DevServerEngineTest : public ::testing::Test {
     return client->Post(path.c_str(), body, "application/json");
   }
 
-  /// The problems the server names for a body that is the valid event changed by edit.
-  std::vector<std::string> problemsFor(const std::string& type,
-                                       const std::function<void(json&)>& edit) {
-    json body = validEvent(type);
-    edit(body);
-    const auto result = post("/tracking/device_events", body.dump());
-    EXPECT_TRUE(result) << httplib::to_string(result.error());
-    if (!result) {
-      return {};
-    }
-    EXPECT_EQ(result->status, 400) << body.dump();
-    return json::parse(result->body).at("problems").get<std::vector<std::string>>();
-  }
-
   std::vector<json> eventLines() const {
     std::ifstream in(eventsFile);
     std::vector<json> lines;
-    for (std::string line; std::getline(in, line);) {
-      lines.push_back(json::parse(line));
-    }
+    for (std::string line; std::getline(in, line);) lines.push_back(json::parse(line));
     return lines;
   }
 
@@ -128,212 +113,202 @@ class DevServerEngineTest : public ::testing::Test {
   std::unique_ptr<httplib::SSLClient> client;
 };
 
-TEST_F(DevServerEngineTest, ServesCreativesAsJsonOverVerifiedTls) {
-  EXPECT_NE(server->port(), 0);
+TEST_F(DevServerEngineTest, ServesCreativesInsideTheTreeOnlyAndOverVerifiedTlsOnly) {
   EXPECT_EQ(server->baseUrl(), "https://127.0.0.1:" + std::to_string(server->port()));
-
-  const auto creative = get("/bucket/binding/1/2/3/4/ios.json");
-  ASSERT_TRUE(creative) << httplib::to_string(creative.error());
-  EXPECT_EQ(creative->status, 200);
-  EXPECT_EQ(creative->get_header_value("Content-Type"), "application/json");
-  EXPECT_EQ(creative->body, kCreative);
-
-  const auto negative = get("/bucket/binding/-/1/2/ios.json");
-  ASSERT_TRUE(negative);
-  EXPECT_EQ(negative->status, 200);
-  EXPECT_EQ(negative->body, R"({"negative":true})");
-}
-
-TEST_F(DevServerEngineTest, ClientWithoutTheCaRefusesTheServer) {
+  const struct {
+    const char* path;
+    int status;
+    const char* body;  // nullptr: anything but the secret
+  } cases[] = {
+      {"/bucket/binding/1/2/3/4/ios.json", 200, kCreative},
+      {"/bucket/binding/-/1/2/ios.json", 200, R"({"negative":true})"},
+      {"/bucket/binding/9/ios.json", 404, nullptr},
+      {"/bucket/notes.json", 404, nullptr},
+      {"/bucket/binding/12/34/ios.json", 404, nullptr},
+      {"/bucket/binding/ios.json", 404, nullptr},
+      {"/bucket/binding/1/2/3/4/android.json", 404, nullptr},
+      {"/other/binding/1/2/3/4/ios.json", 404, nullptr},
+      {"/bucket/binding/../../../etc/binding/1/ios.json", 403, nullptr},
+      {"/../outside/binding/7/ios.json", 403, nullptr},
+      {"/escape/binding/7/ios.json", 403, nullptr},
+  };
+  for (const auto& c : cases) {
+    const auto result = get(c.path);
+    ASSERT_TRUE(result) << c.path;
+    EXPECT_EQ(result->status, c.status) << c.path;
+    if (c.body) {
+      EXPECT_EQ(result->body, c.body);
+      EXPECT_EQ(result->get_header_value("Content-Type"), "application/json");
+    }
+    EXPECT_EQ(result->body.find("secret"), std::string::npos);
+  }
   httplib::SSLClient stranger("127.0.0.1", server->port());
   stranger.set_ca_cert_path("/dev/null");
   stranger.enable_server_certificate_verification(true);
-  const auto result = stranger.Get("/bucket/binding/1/2/3/4/ios.json");
-  EXPECT_FALSE(result);
-}
-
-TEST_F(DevServerEngineTest, MissingCreativesAndOtherPathsAre404) {
-  for (const char* path :
-       {"/bucket/binding/9/ios.json", "/bucket/notes.json", "/bucket/binding/12/34/ios.json",
-        "/bucket/binding/ios.json", "/bucket/binding/1/2/3/4/android.json",
-        "/other/binding/1/2/3/4/ios.json"}) {
-    const auto result = get(path);
-    ASSERT_TRUE(result) << path;
-    EXPECT_EQ(result->status, 404) << path;
-  }
-}
-
-TEST_F(DevServerEngineTest, PathsLeavingTheTreeAre403) {
-  for (const char* path : {"/bucket/binding/../../../etc/binding/1/ios.json",
-                           "/../outside/binding/7/ios.json", "/escape/binding/7/ios.json"}) {
-    const auto result = get(path);
-    ASSERT_TRUE(result) << path;
-    EXPECT_EQ(result->status, 403) << path;
-    EXPECT_EQ(result->body.find("secret"), std::string::npos);
-  }
-}
-
-TEST_F(DevServerEngineTest, AcceptsValidEventsOnBothEndpointsAndRecordsThem) {
-  json withProfile = validEvent("click");
-  withProfile["clientInfo"]["deviceId"] = "00000000-0000-0000-0000-000000000001";
-  withProfile["clientInfo"]["phoneNumber"] = "+15550100";
-  withProfile["clientInfo"]["email"] = "a@example.com";
-  const std::vector<std::pair<std::string, json>> posts = {
-      {"/no-tracking/device_events", validEvent("request")},
-      {"/no-tracking/device_events", validEvent("notification")},
-      {"/v1/tracking/device_events", withProfile}};
-  for (const auto& [path, body] : posts) {
-    const auto result = post(path, body.dump());
-    ASSERT_TRUE(result);
-    EXPECT_EQ(result->status, 200) << result->body;
-  }
-
-  const std::vector<ReceivedEvent> events = server->events();
-  ASSERT_EQ(events.size(), 3u);
-  const std::vector<json> lines = eventLines();
-  ASSERT_EQ(lines.size(), 3u);
-  for (std::size_t i = 0; i < posts.size(); ++i) {
-    EXPECT_TRUE(events[i].valid);
-    EXPECT_EQ(events[i].path, posts[i].first);
-    EXPECT_EQ(events[i].body, posts[i].second);
-    json expected = posts[i].second;
-    expected["path"] = posts[i].first;
-    expected["valid"] = true;
-    expected["problems"] = json::array();
-    EXPECT_EQ(lines[i], expected);
-  }
-}
-
-TEST_F(DevServerEngineTest, RejectsEachKindOfBadBodyNamingTheProblem) {
-  struct Case {
-    std::string type;
-    std::function<void(json&)> edit;
-    std::string problem;
-  };
-  const std::vector<Case> cases = {
-      {"request", [](json& b) { b.erase("timestamp"); }, "\"timestamp\" is missing"},
-      {"request", [](json& b) { b["timestamp"] = 1700000012; },
-       "\"timestamp\" must be milliseconds since 1970 (13 digits), got 1700000012"},
-      {"request", [](json& b) { b["timestamp"] = "1700000012345"; },
-       "\"timestamp\" must be an integer, got \"1700000012345\""},
-      {"request", [](json& b) { b["eventType"] = "view"; },
-       "\"eventType\" must be request, notification or click, got \"view\""},
-      {"request", [](json& b) { b["uuid"] = 7; }, "\"uuid\" must be a string, got 7"},
-      {"request", [](json& b) { b["bindingId"] = 12.5; },
-       "\"bindingId\" must be an integer, got 12.5"},
-      {"request", [](json& b) { b["clientInfo"] = "ios"; },
-       "\"clientInfo\" must be an object, got \"ios\""},
-      {"request", [](json& b) { b["clientInfo"]["platform"] = "android"; },
-       "\"clientInfo.platform\" must be \"ios\", got \"android\""},
-      {"request", [](json& b) { b["clientInfo"].erase("appName"); },
-       "\"clientInfo.appName\" is missing"},
-      {"request", [](json& b) { b["clientInfo"]["email"] = nullptr; },
-       "\"clientInfo.email\" must be a string, got null"},
-      {"request", [](json& b) { b["clientInfo"]["deviceModel"] = "x86_64"; },
-       "unexpected key \"clientInfo.deviceModel\""},
-      {"request", [](json& b) { b["spaceInfo"]["bindingId"] = 1; },
-       "unexpected key \"spaceInfo.bindingId\""},
-      {"request", [](json& b) { b["spaceInfo"]["spaceId"] = 12; },
-       "\"spaceInfo.spaceId\" must be a string, got 12"},
-      {"request", [](json& b) { b["cid"] = 12; }, "\"cid\" must be absent for a request event"},
-      {"click", [](json& b) { b.erase("crid"); }, "\"crid\" is missing"},
-      {"notification", [](json& b) { b["cid"] = "12"; }, "\"cid\" must be an integer, got \"12\""},
-      {"click", [](json& b) { b["systemName"] = "Linux"; }, "unexpected key \"systemName\""},
-      {"request", [](json& b) { b = json::array({b}); }, "the body must be a JSON object, got [{"},
-  };
-  for (const Case& c : cases) {
-    const std::vector<std::string> problems = problemsFor(c.type, c.edit);
-    ASSERT_EQ(problems.size(), 1u) << c.problem << " / " << json(problems).dump();
-    EXPECT_EQ(problems[0].substr(0, c.problem.size()), c.problem);
-  }
-
-  const auto notJson = post("/tracking/device_events", "{\"timestamp\": ");
-  ASSERT_TRUE(notJson);
-  EXPECT_EQ(notJson->status, 400);
-  EXPECT_EQ(json::parse(notJson->body)["problems"][0], "the body is not valid JSON");
-
-  const std::vector<ReceivedEvent> events = server->events();
-  ASSERT_EQ(events.size(), cases.size() + 1);
-  EXPECT_FALSE(events.back().valid);
-  const json last = eventLines().back();
-  EXPECT_EQ(last["body"], "{\"timestamp\": ");
-  EXPECT_EQ(last["valid"], false);
-  EXPECT_EQ(last["path"], "/tracking/device_events");
-}
-
-TEST_F(DevServerEngineTest, HostileBodiesAndPathsGet400AndAreRecordedWithoutLoss) {
-  const std::string deep = std::string(100, '[') + std::string(100, ']');
-  json newlineKey = validEvent("request");
-  newlineKey["a\nb"] = 1;
-  struct Case {
-    std::string path;
-    std::string body;
-    std::string problem;
-    json recordedBody;  // "body" of the JSON line
-    std::string recordedPath;
-  };
-  const std::vector<Case> cases = {
-      {"/t/device_events", "{\"eventType\": \"\xff\xfe\"}",
-       "the body is not UTF-8 (recorded with \\xNN escapes)", "{\"eventType\": \"\\xff\\xfe\"}",
-       "/t/device_events"},
-      {"/t/device_events", "\xc0\xaf\\\x1b[2J",
-       "the body is not UTF-8 (recorded with \\xNN escapes)", "\\xc0\\xaf\\\\\\x1b[2J",
-       "/t/device_events"},
-      {"/t/device_events", deep, "the body is nested deeper than 32 levels", deep,
-       "/t/device_events"},
-      {"/t/device_events", newlineKey.dump(), "unexpected key \"a\\nb\"", nullptr,
-       "/t/device_events"},
-      {"/x%ff%0a/device_events", "[]", "the body must be a JSON object, got []", json::array(),
-       "/x\\xff\\x0a/device_events"},
-  };
-  for (const Case& c : cases) {
-    const auto result = post(c.path, c.body);
-    ASSERT_TRUE(result) << c.problem;
-    EXPECT_EQ(result->status, 400) << c.problem;
-    EXPECT_EQ(json::parse(result->body)["problems"][0], c.problem);
-  }
-  const std::vector<json> lines = eventLines();
-  ASSERT_EQ(lines.size(), cases.size());
-  for (std::size_t i = 0; i < cases.size(); ++i) {
-    if (!cases[i].recordedBody.is_null()) {
-      EXPECT_EQ(lines[i]["body"], cases[i].recordedBody) << i;
-    }
-    EXPECT_EQ(lines[i]["path"], cases[i].recordedPath) << i;
-    EXPECT_EQ(lines[i]["valid"], false);
-  }
-  // One printed line per request, whatever bytes it carried.
+  EXPECT_FALSE(stranger.Get("/bucket/binding/1/2/3/4/ios.json"));
   const std::vector<std::string> printed = consoleLines();
-  ASSERT_EQ(printed.size(), cases.size());
-  EXPECT_EQ(printed[4].rfind("POST /x\\xff\\x0a/device_events -> 400 (", 0), 0u) << printed[4];
+  ASSERT_EQ(printed.size(), std::size(cases));
+  EXPECT_EQ(printed[0].rfind("GET /bucket/binding/1/2/3/4/ios.json -> 200 (" +
+                                 std::to_string(strlen(kCreative)) + " bytes)",
+                             0),
+            0u);
+  EXPECT_EQ(printed[2].rfind("GET /bucket/binding/9/ios.json -> 404 (", 0), 0u) << printed[2];
 }
 
-TEST_F(DevServerEngineTest, BodiesOverTheLimitGet413AndAreNotKept) {
+std::string edited(const std::string& type, const std::function<void(json&)>& edit) {
+  json body = validEvent(type);
+  edit(body);
+  return body.dump();
+}
+
+// Each post is answered, recorded as one JSON line and printed as one console
+// line, whatever bytes its path and body carry.
+TEST_F(DevServerEngineTest, AnswersRecordsAndPrintsEveryPostOnce) {
   std::string atLimit = validEvent("request").dump();
   atLimit.resize(kMaxBody, ' ');
-  const auto accepted = post("/t/device_events", atLimit);
-  ASSERT_TRUE(accepted);
-  EXPECT_EQ(accepted->status, 200);
-
-  const auto declared = post("/t/device_events", atLimit + " ");
-  ASSERT_TRUE(declared);
-  EXPECT_EQ(declared->status, 413);
-
+  const std::string deep = std::string(100, '[') + std::string(100, ']');
+  const std::string notUtf8 = "the body is not UTF-8 (recorded with \\xNN escapes)";
+  const std::string withProfile = edited("click", [](json& b) {
+    b["clientInfo"]["deviceId"] = "00000000-0000-0000-0000-000000000001";
+    b["clientInfo"]["phoneNumber"] = "+15550100";
+    b["clientInfo"]["email"] = "a@example.com";
+  });
+  const struct {
+    std::string path, body;
+    int status;
+    std::string problem;  // the first one named
+    json recorded;        // the line's "body", when not null
+    std::string printedPath;
+  } cases[] = {
+      {"/no-tracking/device_events", validEvent("request").dump(), 200, "", nullptr, ""},
+      {"/no-tracking/device_events", validEvent("notification").dump(), 200, "", nullptr, ""},
+      {"/v1/tracking/device_events", withProfile, 200, "", nullptr, ""},
+      {"/t/device_events", atLimit, 200, "", nullptr, ""},
+      {"/t/device_events", "{\"timestamp\": ", 400, "the body is not valid JSON",
+       "{\"timestamp\": ", ""},
+      {"/t/device_events", "{\"eventType\": \"\xff\xfe\"}", 400, notUtf8,
+       "{\"eventType\": \"\\xff\\xfe\"}", ""},
+      {"/t/device_events", "\xc0\xaf\\\x1b[2J", 400, notUtf8, "\\xc0\\xaf\\\\\\x1b[2J", ""},
+      {"/t/device_events", deep, 400, "the body is nested deeper than 32 levels", deep, ""},
+      {"/t/device_events", edited("request", [](json& b) { b["a\nb"] = 1; }), 400,
+       "unexpected key \"a\\nb\"", nullptr, ""},
+      {"/x%ff%0a/device_events", "[]", 400, "the body must be a JSON object, got []", json::array(),
+       "/x\\xff\\x0a/device_events"},
+      {"/t/device_events", atLimit + " ", 413, "", nullptr, ""},
+      {"/tracking/events", validEvent("request").dump(), 404, "", nullptr, ""},
+  };
+  for (const auto& c : cases) {
+    const auto result = post(c.path, c.body);
+    ASSERT_TRUE(result) << c.path;
+    EXPECT_EQ(result->status, c.status) << c.body;
+    if (!c.problem.empty()) {
+      EXPECT_EQ(json::parse(result->body)["problems"][0], c.problem);
+    }
+  }
   // Chunked: no length announced, the server stops reading past the limit.
   const std::string block(1024, ' ');
   const auto chunked = client->Post(
       "/t/device_events",
       [&block](std::size_t offset, httplib::DataSink& sink) {
-        if (offset >= 2 * kMaxBody) {
-          sink.done();
-        } else {
-          sink.write(block.data(), block.size());
-        }
-        return true;
+        return offset >= 2 * kMaxBody ? (sink.done(), true) : sink.write(block.data(), 1024);
       },
       "application/json");
   ASSERT_TRUE(chunked) << httplib::to_string(chunked.error());
   EXPECT_EQ(chunked->status, 413);
-  EXPECT_EQ(server->events().size(), 1u);
+
+  const std::vector<ReceivedEvent> events = server->events();
+  const std::vector<json> lines = eventLines();
+  ASSERT_EQ(events.size(), 10u);  // neither the oversized nor the misrouted ones
+  ASSERT_EQ(lines.size(), 10u);
+  const std::vector<std::string> printed = consoleLines();
+  ASSERT_EQ(printed.size(), std::size(cases) + 1) << console.str();
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    const auto& c = cases[i];
+    const std::string path = c.printedPath.empty() ? c.path : c.printedPath;
+    EXPECT_EQ(printed[i].rfind("POST " + path + " -> " + std::to_string(c.status) + " (", 0), 0u)
+        << printed[i];
+    if (i >= events.size()) continue;
+    EXPECT_EQ(events[i].valid, c.status == 200) << i;
+    EXPECT_EQ(lines[i]["path"], path) << i;
+    EXPECT_EQ(lines[i]["valid"], c.status == 200) << i;
+    if (!c.recorded.is_null()) {
+      EXPECT_EQ(lines[i]["body"], c.recorded) << i;
+    }
+    if (c.status == 200 && c.body != atLimit) {
+      json expected = json::parse(c.body);
+      expected["path"] = c.path;
+      expected["valid"] = true;
+      expected["problems"] = json::array();
+      EXPECT_EQ(lines[i], expected);
+    }
+  }
+  EXPECT_EQ(printed[0],
+            "POST /no-tracking/device_events -> 200 (2 bytes)  request bindingId=1234 "
+            "uuid=5B0E6A3C-9F1D-4C2B-8E7A-0D1C2B3A4F5E spaceId=0a1b2c3d4e5f6071 appName=Demo "
+            "deviceMode=x86_64");
+}
+
+TEST_F(DevServerEngineTest, RejectsEachKindOfBadEventNamingEveryProblem) {
+  const struct {
+    std::string type;
+    std::function<void(json&)> edit;
+    std::vector<std::string> problems;  // the first of a problem's words
+  } cases[] = {
+      {"request", [](json& b) { b.erase("timestamp"); }, {"\"timestamp\" is missing"}},
+      {"request",
+       [](json& b) { b["timestamp"] = 1700000012; },
+       {"\"timestamp\" must be milliseconds since 1970 (13 digits), got 1700000012"}},
+      {"request",
+       [](json& b) { b["timestamp"] = "1700000012345"; },
+       {"\"timestamp\" must be an integer, got \"1700000012345\""}},
+      {"request",
+       [](json& b) { b["eventType"] = "view"; },
+       {"\"eventType\" must be request, notification or click, got \"view\""}},
+      {"request", [](json& b) { b["uuid"] = 7; }, {"\"uuid\" must be a string, got 7"}},
+      {"request",
+       [](json& b) { b["clientInfo"] = "ios"; },
+       {"\"clientInfo\" must be an object, got \"ios\""}},
+      {"request",
+       [](json& b) { b["clientInfo"].erase("appName"); },
+       {"\"clientInfo.appName\" is missing"}},
+      {"request",
+       [](json& b) { b["clientInfo"]["email"] = nullptr; },
+       {"\"clientInfo.email\" must be a string, got null"}},
+      {"request",
+       [](json& b) { b["clientInfo"]["deviceModel"] = "x86_64"; },
+       {"unexpected key \"clientInfo.deviceModel\""}},
+      {"request", [](json& b) { b["cid"] = 12; }, {"\"cid\" must be absent for a request event"}},
+      {"notification",
+       [](json& b) { b["cid"] = "12"; },
+       {"\"cid\" must be an integer, got \"12\""}},
+      {"click", [](json& b) { b["systemName"] = "Linux"; }, {"unexpected key \"systemName\""}},
+      {"request",
+       [](json& b) { b = json::array({b}); },
+       {"the body must be a JSON object, got [{"}},
+      {"click",
+       [](json& b) {
+         b.erase("uuid");
+         b["clientInfo"]["platform"] = "linux";
+         b.erase("crid");
+       },
+       {"\"uuid\" is missing", "\"clientInfo.platform\" must be \"ios\", got \"linux\"",
+        "\"crid\" is missing"}},
+  };
+  for (const auto& c : cases) {
+    const auto result = post("/tracking/device_events", edited(c.type, c.edit));
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->status, 400);
+    const auto problems = json::parse(result->body).at("problems").get<std::vector<std::string>>();
+    ASSERT_EQ(problems.size(), c.problems.size()) << result->body;
+    for (std::size_t i = 0; i < problems.size(); ++i) {
+      EXPECT_EQ(problems[i].substr(0, c.problems[i].size()), c.problems[i]);
+    }
+  }
+  client->Delete("/bucket");
+  const std::vector<std::string> printed = consoleLines();
+  EXPECT_NE(printed[0].find("  INVALID: \"timestamp\" is missing"), std::string::npos)
+      << printed[0];
+  EXPECT_EQ(printed.back().rfind("DELETE /bucket -> 405 (", 0), 0u) << printed.back();
 }
 
 TEST_F(DevServerEngineTest, IdleConnectionsDoNotHoldUpOtherClients) {
@@ -362,34 +337,6 @@ TEST_F(DevServerEngineTest, IdleConnectionsDoNotHoldUpOtherClients) {
   EXPECT_EQ(result->status, 200);
 }
 
-TEST_F(DevServerEngineTest, PrintsOneLinePerRequestServed) {
-  json invalid = validEvent("request");
-  invalid.erase("uuid");
-  get("/bucket/binding/1/2/3/4/ios.json");
-  get("/bucket/binding/9/ios.json");
-  post("/tracking/device_events", validEvent("request").dump());
-  post("/tracking/device_events", invalid.dump());
-  post("/tracking/device_events", std::string(kMaxBody + 1, ' '));
-  client->Delete("/bucket");
-
-  const std::vector<std::string> lines = consoleLines();
-  const std::vector<std::string> expectedStarts = {
-      "GET /bucket/binding/1/2/3/4/ios.json -> 200 (" + std::to_string(strlen(kCreative)) +
-          " bytes)",
-      "GET /bucket/binding/9/ios.json -> 404 (",
-      "POST /tracking/device_events -> 200 (2 bytes)  request bindingId=1234 "
-      "uuid=5B0E6A3C-9F1D-4C2B-8E7A-0D1C2B3A4F5E spaceId=0a1b2c3d4e5f6071 appName=Demo "
-      "deviceMode=x86_64",
-      "POST /tracking/device_events -> 400 (",
-      "POST /tracking/device_events -> 413 (",
-      "DELETE /bucket -> 405 ("};
-  ASSERT_EQ(lines.size(), expectedStarts.size()) << console.str();
-  for (std::size_t i = 0; i < lines.size(); ++i) {
-    EXPECT_EQ(lines[i].rfind(expectedStarts[i], 0), 0u) << lines[i];
-  }
-  EXPECT_NE(lines[3].find("  INVALID: \"uuid\" is missing"), std::string::npos) << lines[3];
-}
-
 TEST_F(DevServerEngineTest, ListensOnAnIpv6AddressItsCertificateNames) {
   server.reset();
   DevServerConfig config;
@@ -411,109 +358,69 @@ TEST_F(DevServerEngineTest, ListensOnAnIpv6AddressItsCertificateNames) {
   EXPECT_EQ(result.response->statusCode, 200);
 }
 
-TEST_F(DevServerEngineTest, EveryProblemOfOneBodyIsReported) {
-  const auto problems = problemsFor("click", [](json& b) {
-    b.erase("uuid");
-    b["clientInfo"]["platform"] = "linux";
-    b.erase("cid");
-  });
-  EXPECT_EQ(problems,
-            (std::vector<std::string>{"\"uuid\" is missing",
-                                      "\"clientInfo.platform\" must be \"ios\", got \"linux\"",
-                                      "\"cid\" is missing"}));
-}
-
-TEST_F(DevServerEngineTest, PostsOutsideDeviceEventsAre404AndNotRecorded) {
-  const auto result = post("/tracking/events", validEvent("request").dump());
-  ASSERT_TRUE(result);
-  EXPECT_EQ(result->status, 404);
-  EXPECT_TRUE(server->events().empty());
-}
-
-TEST_F(DevServerEngineTest, ServesWithAGivenCertificateAndStopsCleanly) {
-  const SelfSignedCertificate given = SelfSignedCertificate::generate(work.path() / "given");
+// A given pair is served as is; a certificate folder keeps one pair across
+// starts; without either the generated pair goes with the server.
+TEST_F(DevServerEngineTest, ServesGivenKeptOrTemporaryCertificates) {
+  const std::filesystem::path temporary = server->caFile();
+  EXPECT_TRUE(std::filesystem::exists(temporary));
   server->stop();
+  EXPECT_FALSE(std::filesystem::exists(temporary.parent_path()));
   EXPECT_FALSE(server->isRunning());
   EXPECT_EQ(server->port(), 0);
+
+  const SelfSignedCertificate given = SelfSignedCertificate::generate(work.path() / "given");
   DevServerConfig config;
   config.certFile = given.certFile();
   config.keyFile = given.keyFile();
   startServer(config);
   EXPECT_EQ(server->caFile(), given.certFile());
-  const auto result = get("/bucket/binding/1/2/3/4/ios.json");
-  ASSERT_TRUE(result);
-  EXPECT_EQ(result->status, 200);
-}
+  const auto served = get("/bucket/binding/1/2/3/4/ios.json");
+  ASSERT_TRUE(served) << httplib::to_string(served.error());
+  EXPECT_EQ(served->status, 200);
 
-TEST_F(DevServerEngineTest, CertificateDirectoryKeepsOneCertificateAcrossStarts) {
   const std::filesystem::path certs = work.path() / "data" / "lumora" / "devserver";
-  server.reset();
-  DevServerConfig config;
+  config = DevServerConfig();
   config.certDir = certs;
   startServer(config);
   EXPECT_EQ(server->caFile(), certs / "cert.pem");
   const std::string first = readText(certs / "cert.pem");
-  server.reset();
   startServer(config);
   EXPECT_EQ(readText(server->caFile()), first);
-  const auto result = get("/bucket/binding/1/2/3/4/ios.json");
-  ASSERT_TRUE(result) << httplib::to_string(result.error());
-  EXPECT_EQ(modeOf(certs), 0700);
-  EXPECT_EQ(modeOf(certs / "key.pem"), 0600);
-}
-
-TEST_F(DevServerEngineTest, TemporaryCertificateIsRemovedOnStop) {
-  const std::filesystem::path ca = server->caFile();
-  EXPECT_TRUE(std::filesystem::exists(ca));
-  server->stop();
-  EXPECT_FALSE(std::filesystem::exists(ca.parent_path()));
+  ASSERT_TRUE(get("/bucket/binding/1/2/3/4/ios.json"));
+  EXPECT_EQ(modeOf(certs), 0700u);
+  EXPECT_EQ(modeOf(certs / "key.pem"), 0600u);
 }
 
 TEST(SelfSignedCertificateTest, KeptPairIsReplacedWhenItCannotServe) {
   TemporaryDirectory dir;
-  const std::filesystem::path certs = dir.path() / "certs";
-  const std::filesystem::path cert = certs / "cert.pem";
-  const std::filesystem::path key = certs / "key.pem";
-  const auto keep = [&certs](const std::string& address) {
+  const std::filesystem::path certs = dir.path() / "certs", cert = certs / "cert.pem";
+  const auto keep = [&certs](const std::string& address = "127.0.0.1") {
     return readText(SelfSignedCertificate::loadOrGenerate(certs, address).certFile());
   };
-  const std::string first = keep("127.0.0.1");
-  EXPECT_EQ(keep("::1"), first);
-
-  struct Case {
-    std::string name;
-    std::function<void()> spoil;
-    std::string address;
-  };
-  const std::vector<Case> cases = {
+  EXPECT_EQ(keep("::1"), keep());
+  const std::vector<std::pair<std::string, std::function<void()>>> spoilers = {
       {"expiring within a day",
-       [&] { SelfSignedCertificate::generate(certs, "127.0.0.1", std::chrono::hours(2)); },
-       "127.0.0.1"},
-      {"key is not PEM", [&] { dir.write("certs/key.pem", "junk"); }, "127.0.0.1"},
-      {"certificate missing", [&] { std::filesystem::remove(cert); }, "127.0.0.1"},
+       [&] { SelfSignedCertificate::generate(certs, "127.0.0.1", std::chrono::hours(2)); }},
+      {"key is not PEM", [&] { dir.write("certs/key.pem", "junk"); }},
+      {"certificate missing", [&] { std::filesystem::remove(cert); }},
       {"key of another pair",
        [&] {
          const auto other = SelfSignedCertificate::generate(dir.path() / "other");
-         std::filesystem::copy_file(other.keyFile(), key,
+         std::filesystem::copy_file(other.keyFile(), certs / "key.pem",
                                     std::filesystem::copy_options::overwrite_existing);
-       },
-       "127.0.0.1"},
+       }},
       {"certificate is a FIFO",
-       [&] {
-         std::filesystem::remove(cert);
-         ASSERT_EQ(mkfifo(cert.c_str(), 0600), 0);
-       },
-       "127.0.0.1"},
-      {"another listening address", [] {}, "127.0.0.2"},
+       [&] { ASSERT_EQ(std::filesystem::remove(cert) && mkfifo(cert.c_str(), 0600) == 0, true); }},
   };
-  for (const Case& c : cases) {
-    c.spoil();
+  for (const auto& [name, spoil] : spoilers) {
+    spoil();
     const std::string spoiled = std::filesystem::is_regular_file(cert) ? readText(cert) : "";
-    const std::string replaced = keep(c.address);
-    EXPECT_NE(replaced, spoiled) << c.name;
-    EXPECT_EQ(keep(c.address), replaced) << c.name;
-    EXPECT_EQ(modeOf(key), 0600) << c.name;
+    const std::string replaced = keep();
+    EXPECT_NE(replaced, spoiled) << name;
+    EXPECT_EQ(keep(), replaced) << name;
+    EXPECT_EQ(modeOf(certs / "key.pem"), 0600) << name;
   }
+  EXPECT_NE(keep("127.0.0.2"), keep()) << "another listening address";
 }
 
 TEST(EscapedTextTest, KeepsUtf8AndEscapesEverythingElseReversibly) {
@@ -537,37 +444,38 @@ TEST(EscapedTextTest, KeepsUtf8AndEscapesEverythingElseReversibly) {
 
 TEST(DevServerEngineStartTest, UnusableSettingsFailWithOneLine) {
   TemporaryDirectory dir;
-  const auto failure = [&dir](const std::function<void(DevServerConfig&)>& edit) -> std::string {
-    DevServerConfig config;
-    config.creativesDir = dir.path();
-    edit(config);
-    DevServerEngine engine(config);
-    try {
-      engine.start();
-    } catch (const DevServerError& error) {
-      EXPECT_FALSE(engine.isRunning());
-      return error.what();
-    }
-    return "started";
-  };
-  EXPECT_EQ(failure([&](DevServerConfig& c) { c.creativesDir = dir.path() / "none"; }),
-            "creative tree " + (dir.path() / "none").string() + " is not a directory");
-  EXPECT_EQ(failure([&](DevServerConfig& c) { c.certFile = dir.path() / "cert.pem"; }),
-            "a certificate needs both a certificate file and a key file");
-  const std::string badCert = failure([&](DevServerConfig& c) {
-    c.certFile = dir.write("cert.pem", "not a certificate");
-    c.keyFile = dir.write("key.pem", "not a key");
-  });
-  EXPECT_EQ(badCert.rfind("cannot use certificate ", 0), 0u) << badCert;
-  EXPECT_EQ(failure([&](DevServerConfig& c) { c.eventsFile = dir.path() / "no" / "e.jsonl"; }),
-            "cannot open events file " + (dir.path() / "no" / "e.jsonl").string());
-
   DevServerConfig first;
   first.creativesDir = dir.path();
   DevServerEngine running(first);
   running.start();
-  EXPECT_EQ(failure([&](DevServerConfig& c) { c.port = running.port(); }),
-            "cannot listen on 127.0.0.1:" + std::to_string(running.port()));
+  const std::string none = (dir.path() / "none").string();
+  const std::vector<std::pair<std::function<void(DevServerConfig&)>, std::string>> cases = {
+      {[&](DevServerConfig& c) { c.creativesDir = none; },
+       "creative tree " + none + " is not a directory"},
+      {[&](DevServerConfig& c) { c.certFile = dir.path() / "cert.pem"; },
+       "a certificate needs both a certificate file and a key file"},
+      {[&](DevServerConfig& c) {
+         c.certFile = dir.write("cert.pem", "not a certificate");
+         c.keyFile = dir.write("key.pem", "not a key");
+       },
+       "cannot use certificate " + (dir.path() / "cert.pem").string()},
+      {[&](DevServerConfig& c) { c.eventsFile = none + "/e.jsonl"; },
+       "cannot open events file " + none + "/e.jsonl"},
+      {[&](DevServerConfig& c) { c.port = running.port(); },
+       "cannot listen on 127.0.0.1:" + std::to_string(running.port())},
+  };
+  for (const auto& [edit, message] : cases) {
+    DevServerConfig config = first;
+    edit(config);
+    DevServerEngine engine(config);
+    try {
+      engine.start();
+      ADD_FAILURE() << "started: " << message;
+    } catch (const DevServerError& error) {
+      EXPECT_FALSE(engine.isRunning());
+      EXPECT_EQ(std::string(error.what()).rfind(message, 0), 0u) << error.what();
+    }
+  }
 }
 
 }  // namespace

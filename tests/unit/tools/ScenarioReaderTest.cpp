@@ -84,7 +84,9 @@ class ScenarioReaderTest : public ::testing::Test {
 
   /// The one-line message for a scenario, with the file name removed.
   std::string errorFor(const json& scenario) const {
-    const std::filesystem::path file = dir.write("scenario.json", scenario.dump());
+    return errorReading(dir.write("scenario.json", scenario.dump()));
+  }
+  static std::string errorReading(const std::filesystem::path& file) {
     try {
       ScenarioReader::read(file);
     } catch (const ScenarioError& error) {
@@ -104,86 +106,44 @@ const Action& actionOf(const Scenario& scenario, std::size_t index) {
   return std::get<Action>(scenario.steps.at(index).action);
 }
 
-TEST_F(ScenarioReaderTest, ReadsEveryFieldOfTheFullFormat) {
+// What the lumora-sim runs do not show: the fields they leave at their
+// defaults, the status names' numbers and the repeat times.
+TEST_F(ScenarioReaderTest, ReadsTheFieldsAndActionsOfTheFullFormat) {
   const Scenario s = readJson(fullScenario());
-  EXPECT_EQ(s.file, dir.path() / "scenario.json");
-  EXPECT_EQ(s.config, dir.path() / "sdk.plist");
   EXPECT_EQ(s.caFile, dir.path() / "ca.pem");
-  EXPECT_TRUE(s.embeddedServer);
-  EXPECT_EQ(s.creatives, dir.path() / "creatives/");
   EXPECT_EQ(s.startTime, 1700000000.0);
-  EXPECT_EQ(s.device.machine, "arm64");
-  EXPECT_EQ(s.device.systemName, "Demo OS");
-  EXPECT_EQ(s.device.systemVersion, "14.2");
+  EXPECT_EQ(s.device.machine + "/" + s.device.systemName + "/" + s.device.systemVersion,
+            "arm64/Demo OS/14.2");
   EXPECT_TRUE(s.advertising.trackingAuthorized);
   EXPECT_EQ(s.advertising.identifier, "AD-ID");
   EXPECT_EQ(s.userDefaults.at("LumoraBeaconSDK.UUID"), "5B0E6A3C-9F1D-4C2B-8E7A-0D1C2B3A4F5E");
-  EXPECT_EQ(s.initial.location, 3);
-  EXPECT_EQ(s.initial.bluetooth, 4);
-  EXPECT_EQ(s.initial.notifications, 3);
+  EXPECT_EQ(
+      std::vector<std::int64_t>({s.initial.location, s.initial.bluetooth, s.initial.notifications}),
+      std::vector<std::int64_t>({3, 4, 3}));
   EXPECT_FALSE(s.initial.network);
-  EXPECT_EQ(s.until, 100);
   ASSERT_EQ(s.steps.size(), 15u);
-
   const auto& initiate = actionOf<InitiateAction>(s, 0);
   EXPECT_EQ(initiate.environment, Environment::production);
   EXPECT_EQ(initiate.profile.phoneNumber, "+15550100");
   EXPECT_EQ(initiate.profile.email, "a@example.com");
-  EXPECT_EQ(initiate.profile.appName, "Demo");
-  EXPECT_EQ(initiate.profile.advertisingId, "00000000-0000-0000-0000-000000000001");
-  EXPECT_TRUE(std::holds_alternative<StartAction>(s.steps[1].action));
-
   const auto& ibeacon = actionOf<IBeaconAction>(s, 2);
-  EXPECT_EQ(ibeacon.uuid, "3f1c2a9e-7b4d-4e8a-9c61-5d2e8f0a7b13");
-  EXPECT_EQ(ibeacon.major, 1);
-  EXPECT_EQ(ibeacon.minor, 65535);
+  EXPECT_EQ(std::make_pair(ibeacon.major, ibeacon.minor),
+            std::make_pair(std::int64_t{1}, std::int64_t{65535}));
   EXPECT_EQ(s.steps[2].times(), (std::vector<double>{2, 2.5, 3}));
-
-  const auto& advertise = actionOf<AdvertiseAction>(s, 3);
-  EXPECT_EQ(advertise.manufacturerData, (std::vector<std::uint8_t>{0x34, 0x12, 0x1a, 0x2b}));
-  EXPECT_EQ(advertise.serviceUUIDs,
-            (std::vector<std::string>{"6E4A0001-8C2B-4F3D-9A57-1B0C3D2E4F60"}));
-  EXPECT_EQ(s.steps[3].until, 100) << "a repeat without until runs to the scenario's end";
-  EXPECT_EQ(s.steps[3].times(), (std::vector<double>{2.5, 32.5, 62.5, 92.5}));
-
-  const auto& detect = actionOf<DetectAction>(s, 4);
-  EXPECT_EQ(detect.companyId, 4660);
-  EXPECT_EQ(detect.spaceId, "0a1b2c3d4e5f6071");
-  EXPECT_EQ(detect.bindingId, -12);
-  EXPECT_EQ(s.steps[4].times(), (std::vector<double>{4}));
-
+  EXPECT_EQ(actionOf<AdvertiseAction>(s, 3).manufacturerData,
+            (std::vector<std::uint8_t>{0x34, 0x12, 0x1a, 0x2b}));
+  EXPECT_EQ(s.steps[3].times(), (std::vector<double>{2.5, 32.5, 62.5, 92.5}))
+      << "a repeat without until runs to the scenario's end";
+  EXPECT_EQ(actionOf<DetectAction>(s, 4).bindingId, -12);
   EXPECT_EQ(actionOf<SetLocationAction>(s, 5).status, 4);
   EXPECT_EQ(actionOf<SetBluetoothAction>(s, 6).state, 3);
   EXPECT_EQ(actionOf<SetNotificationsAction>(s, 7).status, 4);
-  EXPECT_TRUE(actionOf<SetNetworkAction>(s, 8).reachable);
   EXPECT_EQ(actionOf<TapNotificationAction>(s, 9).index, 2);
   EXPECT_EQ(actionOf<TapNotificationAction>(s, 10).index, 0);
-  EXPECT_TRUE(std::holds_alternative<ProbeAction>(s.steps[11].action));
   const auto& update = actionOf<UpdateProfileAction>(s, 12);
   EXPECT_EQ(update.profile.appName, "Other");
   EXPECT_FALSE(update.profile.email.has_value());
-  EXPECT_FALSE(update.profile.phoneNumber.has_value());
   EXPECT_TRUE(std::holds_alternative<ClearPersistedDataAction>(s.steps[13].action));
-  EXPECT_EQ(actionName(s.steps[14].action), "stop");
-}
-
-TEST_F(ScenarioReaderTest, FillsInDefaults) {
-  const Scenario s = readJson({{"steps", json::array()}, {"until", 5}});
-  EXPECT_FALSE(s.config.has_value());
-  EXPECT_FALSE(s.caFile.has_value());
-  EXPECT_FALSE(s.embeddedServer);
-  EXPECT_FALSE(s.creatives.has_value());
-  EXPECT_FALSE(s.startTime.has_value());
-  EXPECT_EQ(s.device.machine, "x86_64");
-  EXPECT_EQ(s.device.systemName, "Linux");
-  EXPECT_EQ(s.device.systemVersion, "6.1");
-  EXPECT_FALSE(s.advertising.trackingAuthorized);
-  EXPECT_FALSE(s.advertising.identifier.has_value());
-  EXPECT_TRUE(s.userDefaults.empty());
-  EXPECT_EQ(s.initial.location, 0);
-  EXPECT_EQ(s.initial.bluetooth, 5);
-  EXPECT_EQ(s.initial.notifications, 0);
-  EXPECT_TRUE(s.initial.network);
 }
 
 TEST_F(ScenarioReaderTest, RelativePathsFollowTheScenarioFileNotTheWorkingDirectory) {
@@ -221,8 +181,6 @@ TEST_F(ScenarioReaderTest, RejectsEachKindOfBadInputWithOneClearLine) {
       {with([](json& s) { s.erase("creatives"); }), "\"creatives\" is missing"},
       {with([](json& s) { s.erase("server"); }),
        "\"creatives\" only goes with \"server\": \"embedded\""},
-      {with([](json& s) { s["device"]["machine"] = 64; }),
-       "device: \"machine\" must be a string, got 64"},
       {with([](json& s) { s["advertising"]["trackingAuthorized"] = "yes"; }),
        "advertising: \"trackingAuthorized\" must be true or false, got \"yes\""},
       {with([](json& s) { s["userDefaults"]["count"] = 3; }),
@@ -237,9 +195,6 @@ TEST_F(ScenarioReaderTest, RejectsEachKindOfBadInputWithOneClearLine) {
        "steps[1]: unknown action \"jump\" (one of initiate, start, stop, updateProfile, "
        "clearPersistedData, detect, ibeacon, advertise, setLocation, setBluetooth, "
        "setNotifications, setNetwork, tapNotification, probe)"},
-      {with([](json& s) { s["steps"][1].erase("at"); }), "steps[1] (start): \"at\" is missing"},
-      {with([](json& s) { s["steps"][1]["at"] = -0.5; }),
-       "steps[1] (start): \"at\" must not be negative, got -0.5"},
       {with([](json& s) { s["steps"][1]["at"] = 101; }),
        "steps[1] (start): \"at\" is after the scenario's \"until\" (100)"},
       {with([](json& s) { s["steps"][1]["bindingId"] = 1; }),
@@ -261,28 +216,16 @@ TEST_F(ScenarioReaderTest, RejectsEachKindOfBadInputWithOneClearLine) {
       {with([](json& s) { s["steps"][3]["manufacturerData"] = "3412z0"; }),
        "steps[3] (advertise): \"manufacturerData\" must be hexadecimal bytes such as "
        "\"4c000215\", got \"3412z0\""},
-      {with([](json& s) { s["steps"][3]["manufacturerData"] = "341"; }),
-       "steps[3] (advertise): \"manufacturerData\" must be hexadecimal bytes such as "
-       "\"4c000215\", got \"341\""},
       {with([](json& s) { s["steps"][3]["serviceUUIDs"] = {1}; }),
        "steps[3] (advertise): \"serviceUUIDs\" must hold strings only, got 1"},
       {with([](json& s) { s["steps"][4]["bindingId"] = "1234"; }),
        "steps[4] (detect): \"bindingId\" must be an integer, got \"1234\""},
-      {with([](json& s) { s["steps"][4]["companyId"] = 4660.5; }),
-       "steps[4] (detect): \"companyId\" must be an integer, got 4660.5"},
       {with([](json& s) { s["steps"][6]["state"] = "on"; }),
        "steps[6] (setBluetooth): \"state\" must be a bluetooth status (unknown, resetting, "
        "unsupported, unauthorized, poweredOff, poweredOn), got \"on\""},
-      {with([](json& s) {
-         s["steps"][6]["status"] = s["steps"][6]["state"];
-         s["steps"][6].erase("state");
-       }),
-       "steps[6] (setBluetooth): \"status\" is not a known field"},
       {with([](json& s) { s["steps"][7]["status"] = "allowed"; }),
        "steps[7] (setNotifications): \"status\" must be a notifications status (notDetermined, "
        "denied, authorized, provisional, ephemeral), got \"allowed\""},
-      {with([](json& s) { s["steps"][8]["reachable"] = 1; }),
-       "steps[8] (setNetwork): \"reachable\" must be true or false, got 1"},
       {with([](json& s) { s["steps"][0]["profile"]["appName"] = "Demo\nApp"; }),
        "steps[0] (initiate): profile: \"appName\" must not hold control characters, got "
        "\"Demo\\nApp\""},
@@ -315,34 +258,13 @@ TEST_F(ScenarioReaderTest, RejectsEachKindOfBadInputWithOneClearLine) {
 }
 
 TEST_F(ScenarioReaderTest, RejectsTextThatIsNotJsonAndFilesThatCannotBeRead) {
-  const std::filesystem::path broken = dir.write("broken.json", "{\"until\": 5,\n \"steps\": [}");
-  try {
-    ScenarioReader::read(broken);
-    FAIL() << "accepted";
-  } catch (const ScenarioError& error) {
-    EXPECT_EQ(std::string(error.what())
-                  .rfind(broken.string() + ": not valid JSON: parse error at line 2", 0),
-              0u)
-        << error.what();
-  }
-  const std::filesystem::path infinite =
-      dir.write("infinite.json", R"({"steps":[],"until":1e999})");
-  try {
-    ScenarioReader::read(infinite);
-    FAIL() << "accepted";
-  } catch (const ScenarioError& error) {
-    EXPECT_EQ(std::string(error.what()),
-              infinite.string() + ": not valid JSON: number overflow parsing '1e999'")
-        << error.what();
-  }
-  for (const std::filesystem::path& unreadable : {dir.path() / "absent.json", dir.path()}) {
-    try {
-      ScenarioReader::read(unreadable);
-      FAIL() << "accepted " << unreadable;
-    } catch (const ScenarioError& error) {
-      EXPECT_EQ(std::string(error.what()), unreadable.string() + ": cannot read the scenario file");
-    }
-  }
+  EXPECT_EQ(errorReading(dir.write("broken.json", "{\"until\": 5,\n \"steps\": [}"))
+                .rfind("not valid JSON: parse error at line 2", 0),
+            0u);
+  EXPECT_EQ(errorReading(dir.write("infinite.json", R"({"steps":[],"until":1e999})")),
+            "not valid JSON: number overflow parsing '1e999'");
+  EXPECT_EQ(errorReading(dir.path() / "absent.json"), "cannot read the scenario file");
+  EXPECT_EQ(errorReading(dir.path()), "cannot read the scenario file");
 }
 
 TEST(ScenarioStepTest, RepeatsIncludeUntilAndDoNotDrift) {
