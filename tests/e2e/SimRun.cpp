@@ -44,7 +44,7 @@ SimRun::SimRun()
   tools::DevServerConfig config;
   config.creativesDir = folder / "creatives";
   config.certDir = folder / "cert";
-  config.keepAliveSeconds = 0;
+  config.closeAfterEachRequest = true;
   server = std::make_unique<tools::DevServerEngine>(config);
   server->start();
 }
