@@ -1,5 +1,6 @@
 #include "lumora/LumoraAdBeaconErrorType.hpp"
 
+#include <algorithm>
 #include <array>
 
 namespace lumora {
@@ -35,7 +36,7 @@ std::int64_t rawValue(LumoraAdBeaconErrorType type) noexcept {
 
 std::string_view description(LumoraAdBeaconErrorType type) noexcept {
   const auto index = static_cast<std::size_t>(rawValue(type));
-  return index < kDescriptions.size() ? kDescriptions[index] : kDescriptions.back();
+  return kDescriptions[std::min(index, kDescriptions.size() - 1)];
 }
 
 }  // namespace lumora

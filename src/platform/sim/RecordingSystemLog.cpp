@@ -4,10 +4,15 @@
 
 namespace lumora::platform {
 
+// The observer runs outside the lock, so it may itself log.
 void RecordingSystemLog::write(const LogRecord& record) {
-  std::lock_guard lock(mutex_);
-  records_.push_back(record);
-  if (observer_) observer_(record);
+  Observer observer;
+  {
+    std::lock_guard lock(mutex_);
+    records_.push_back(record);
+    observer = observer_;
+  }
+  if (observer) observer(record);
 }
 
 std::optional<std::string> RecordingSystemLog::requestedLevel() const {

@@ -154,5 +154,17 @@ TEST_F(LumoraLoggerTest, ConcurrentCallsProduceWholeLines) {
   }
 }
 
+TEST_F(LumoraLoggerTest, ALineLoggedWhileTheSinkWritesLeavesTheLineBeingWrittenIntact) {
+  std::vector<std::string> afterNestedLine;
+  platform->log->setObserver([&](const platform::LogRecord& record) {
+    if (!afterNestedLine.empty() || record.message != "outer") return;
+    LumoraLogger::shared().log("inner", LogLevel::info, "N", 2, "inner()");
+    afterNestedLine = {record.message, record.function};
+  });
+  LumoraLogger::shared().log("outer", LogLevel::info, "N", 1, "outer()");
+  EXPECT_EQ(afterNestedLine, (std::vector<std::string>{"outer", "outer()"}));
+  EXPECT_EQ(platform->log->count("inner"), 1u);
+}
+
 }  // namespace
 }  // namespace lumora

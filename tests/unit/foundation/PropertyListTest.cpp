@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "core/config/PropertyList.hpp"
+#include "core/config/PropertyListScreen.hpp"
 #include "support/SdkPlist.hpp"
 
 namespace lumora {
@@ -130,6 +131,16 @@ TEST(PropertyListLimitsTest, MalformedInputsAndInputsPastTheCapsAreRefused) {
   for (const auto& c : cases) {
     EXPECT_EQ(PropertyList::parseDictionary(c.bytes).has_value(), c.admitted) << c.name;
   }
+}
+
+TEST(PropertyListScreenTest, AnExpansionIsAdmittedUpToExactlyTheByteLimit) {
+  // An array of four references to one 40-character string: 8 bytes for the
+  // array, 8 for each reference and 40 for each copy of the string: 200.
+  Bytes string = {0x5F, 0x10, 40};
+  string.insert(string.end(), 40, 's');
+  const Bytes bytes = binary({{0xA4, 1, 1, 1, 1}, string});
+  EXPECT_TRUE(PropertyListScreen({200, 4}).admits(bytes));
+  EXPECT_FALSE(PropertyListScreen({199, 4}).admits(bytes));
 }
 
 }  // namespace

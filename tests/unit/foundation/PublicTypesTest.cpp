@@ -14,6 +14,8 @@ TEST(LumoraAdBeaconErrorTypeTest, RawValuesRoundTripAndOutOfRangeYieldsNothing) 
   EXPECT_EQ(errorTypeFromRawValue(12), LumoraAdBeaconErrorType::unknown);
   EXPECT_FALSE(errorTypeFromRawValue(13).has_value());
   EXPECT_FALSE(errorTypeFromRawValue(-1).has_value());
+  // A value a host cast from an integer out of range reads as the unknown error.
+  EXPECT_EQ(description(static_cast<LumoraAdBeaconErrorType>(13)), "Unknown error.");
 }
 
 TEST(LumoraAdBeaconErrorTest, MessageDefaultsToTheDescriptionOrKeepsTheGivenText) {

@@ -189,6 +189,11 @@ TEST_F(NotificationManagerTest, AManagerReleasedMidwayNeitherReportsNorAnswers) 
     if (!duringAdd) manager.reset();
     runFor(2.0);
     EXPECT_EQ(center->added().size(), added + (duringAdd ? 1 : 0));
+    // With no manager to ask, a notification due is presented with no options.
+    if (duringAdd) {
+      ASSERT_EQ(center->delivered().size(), 1u);
+      EXPECT_EQ(center->delivered()[0].presentationOptions, 0u);
+    }
     EXPECT_FALSE(outcome->called);
     EXPECT_TRUE(http->requests().empty());
   }
