@@ -35,4 +35,9 @@ std::shared_ptr<Platform> Platform::installed() {
   return platform;
 }
 
+std::shared_ptr<Platform> Platform::current() {
+  std::lock_guard lock(installMutex());
+  return installedPlatform();
+}
+
 }  // namespace lumora::platform

@@ -44,6 +44,8 @@ class Platform {
   /// The installed platform; installs the build's default platform on first
   /// use when none was installed.
   static std::shared_ptr<Platform> installed();
+  /// The installed platform, or null when none is: never installs one.
+  static std::shared_ptr<Platform> current();
 };
 
 /// The build's default platform (Linux in the shipped library).

@@ -73,6 +73,7 @@ void LumoraLogger::resetMinimumLevel() noexcept {
   std::lock_guard lock(configurationMutex_);
   hostChoseLevel_ = false;
   configuredSink_.reset();
+  configuredClock_.reset();
   configuredSinkAddress_.store(nullptr, std::memory_order_release);
   minimumLevel_.store(static_cast<std::int64_t>(LumoraLogLevel::debug), std::memory_order_relaxed);
 }
@@ -83,10 +84,12 @@ void LumoraLogger::setOutputs(LumoraLogOutputs outputs) noexcept {
 }
 
 std::optional<std::string> LumoraLogger::adoptRequestedLevel(
-    const std::shared_ptr<platform::SystemLog>& sink) {
+    const std::shared_ptr<platform::SystemLog>& sink,
+    const std::shared_ptr<platform::Clock>& clock) {
   std::lock_guard lock(configurationMutex_);
   if (configuredSink_ == sink) return std::nullopt;
   configuredSink_ = sink;
+  configuredClock_ = clock;
   configuredSinkAddress_.store(sink.get(), std::memory_order_release);
   if (hostChoseLevel_) return std::nullopt;
   const auto requested = sink->requestedLevel();
@@ -97,12 +100,26 @@ std::optional<std::string> LumoraLogger::adoptRequestedLevel(
   return requested;
 }
 
+// The installed platform's log and clock. Once the host has removed its
+// platform, a line logged while services wind down goes to the log adopted
+// last, rather than bringing up a new platform on whatever thread logs.
+LumoraLogger::Destination LumoraLogger::destination() {
+  if (const auto platform = platform::Platform::current()) {
+    return {platform->systemLog(), platform->clock()};
+  }
+  {
+    std::lock_guard lock(configurationMutex_);
+    if (configuredSink_) return {configuredSink_, configuredClock_};
+  }
+  const auto platform = platform::Platform::installed();
+  return {platform->systemLog(), platform->clock()};
+}
+
 void LumoraLogger::log(std::string_view message, LogLevel level, std::string_view file,
                        std::int64_t line, std::string_view function) {
-  const auto platform = platform::Platform::installed();
-  const auto sink = platform->systemLog();
+  const auto [sink, clock] = destination();
   if (sink.get() != configuredSinkAddress_.load(std::memory_order_acquire)) {
-    if (const auto invalid = adoptRequestedLevel(sink)) {
+    if (const auto invalid = adoptRequestedLevel(sink, clock)) {
       LUMORA_LOG(LogLevel::warning, kLogFile, kLogFunction,
                  "Ignoring LUMORA_LOG_LEVEL \"" + *invalid +
                      "\": expected debug, info, warning, error or off");
@@ -111,7 +128,7 @@ void LumoraLogger::log(std::string_view message, LogLevel level, std::string_vie
   if (!isEnabled(level)) return;
   const auto slash = file.rfind('/');
   const std::string_view fileName = slash == std::string_view::npos ? file : file.substr(slash + 1);
-  write(*sink, platform->clock()->now(), message, level, fileName, line, function);
+  write(*sink, clock->now(), message, level, fileName, line, function);
 }
 
 void LumoraLogger::write(platform::SystemLog& sink, platform::TimePoint now,

@@ -53,7 +53,13 @@ class LumoraLogger {
   /// Applies the level `sink` asks for the first time a line goes to it
   /// (unless the host chose one); returns the text it asked for when that
   /// names no level.
-  std::optional<std::string> adoptRequestedLevel(const std::shared_ptr<platform::SystemLog>& sink);
+  std::optional<std::string> adoptRequestedLevel(const std::shared_ptr<platform::SystemLog>& sink,
+                                                 const std::shared_ptr<platform::Clock>& clock);
+  struct Destination {
+    std::shared_ptr<platform::SystemLog> sink;
+    std::shared_ptr<platform::Clock> clock;
+  };
+  Destination destination();
   void write(platform::SystemLog& sink, platform::TimePoint now, std::string_view message,
              LogLevel level, std::string_view file, std::int64_t line,
              std::string_view function) const;
@@ -66,6 +72,7 @@ class LumoraLogger {
   /// The sink whose requested level is in force; held so that its address
   /// cannot be reused by a later sink.
   std::shared_ptr<platform::SystemLog> configuredSink_;
+  std::shared_ptr<platform::Clock> configuredClock_;
   std::atomic<const platform::SystemLog*> configuredSinkAddress_{nullptr};
 };
 

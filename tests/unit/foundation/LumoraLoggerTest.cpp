@@ -154,6 +154,14 @@ TEST_F(LumoraLoggerTest, ConcurrentCallsProduceWholeLines) {
   }
 }
 
+TEST_F(LumoraLoggerTest, ALineLoggedAfterThePlatformIsRemovedGoesToItsLogAndInstallsNothing) {
+  LumoraLogger::shared().log("before", LogLevel::info, "P", 1, "f()");
+  platform::Platform::install(nullptr);
+  LumoraLogger::shared().log("after", LogLevel::info, "P", 2, "f()");
+  EXPECT_EQ(platform::Platform::current(), nullptr);
+  EXPECT_EQ(platform->log->messages(), (std::vector<std::string>{"before", "after"}));
+}
+
 TEST_F(LumoraLoggerTest, ALineLoggedWhileTheSinkWritesLeavesTheLineBeingWrittenIntact) {
   std::vector<std::string> afterNestedLine;
   platform->log->setObserver([&](const platform::LogRecord& record) {
