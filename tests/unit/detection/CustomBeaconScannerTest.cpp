@@ -15,46 +15,42 @@ class Bluetooth : public DetectionWorld {
     platform->virtualQueue->runReady();
   }
   std::vector<ScanOutcome> outcomes;
-  std::vector<std::pair<std::string, double>> ends;
 };
 
 // The outcome of the two-second wait for each state the radio can be left in.
-struct WaitCase {
-  std::int64_t state;
-  LumoraAdBeaconErrorType code;
-  std::string message;
-};
-
-class BluetoothWait : public Bluetooth, public ::testing::WithParamInterface<WaitCase> {};
-
-TEST_P(BluetoothWait, ReportsTheStateLeftAfterTwoSeconds) {
-  setRadio(GetParam().state);
-  customScanner->startScanning(recordInto(outcomes));
-  runFor(1.9);
-  EXPECT_TRUE(outcomes.empty());
-  runFor(0.1);
-  ASSERT_EQ(outcomes.size(), 1u);
-  EXPECT_FALSE(outcomes[0].success);
-  EXPECT_EQ(outcomes[0].code, GetParam().code);
-  EXPECT_EQ(outcomes[0].message, GetParam().message);
-  EXPECT_FALSE(customScanner->isScanning());
+TEST_F(Bluetooth, TheWaitReportsTheStateLeftAfterTwoSeconds) {
+  const std::string undetermined = "Bluetooth state is still undetermined after waiting";
+  const struct {
+    std::int64_t state;
+    LumoraAdBeaconErrorType code;
+    std::string message;
+  } cases[] = {
+      {SimBleCentral::kUnknown, LumoraAdBeaconErrorType::bluetoothDisabled, undetermined},
+      {SimBleCentral::kResetting, LumoraAdBeaconErrorType::bluetoothDisabled, undetermined},
+      {SimBleCentral::kUnsupported, LumoraAdBeaconErrorType::bluetoothDisabled,
+       "Bluetooth not supported on this device"},
+      {SimBleCentral::kUnauthorized, LumoraAdBeaconErrorType::bluetoothPermissionDenied,
+       "Bluetooth permission denied. Please allow Bluetooth access in settings."},
+      {SimBleCentral::kPoweredOff, LumoraAdBeaconErrorType::bluetoothDisabled,
+       "Bluetooth is disabled. Please turn on Bluetooth."},
+      {7, LumoraAdBeaconErrorType::bluetoothDisabled, "Unknown Bluetooth state: 7"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.state);
+    outcomes.clear();
+    setRadio(c.state);
+    customScanner->startScanning(recordInto(outcomes));
+    runFor(1.9);
+    EXPECT_TRUE(outcomes.empty());
+    runFor(0.1);
+    ASSERT_EQ(outcomes.size(), 1u);
+    EXPECT_FALSE(outcomes[0].success);
+    EXPECT_EQ(outcomes[0].code, c.code);
+    EXPECT_EQ(outcomes[0].message, c.message);
+    EXPECT_FALSE(customScanner->isScanning());
+  }
   EXPECT_EQ(scanStarts(), 0u);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    EveryState, BluetoothWait,
-    ::testing::Values(
-        WaitCase{SimBleCentral::kUnknown, LumoraAdBeaconErrorType::bluetoothDisabled,
-                 "Bluetooth state is still undetermined after waiting"},
-        WaitCase{SimBleCentral::kResetting, LumoraAdBeaconErrorType::bluetoothDisabled,
-                 "Bluetooth state is still undetermined after waiting"},
-        WaitCase{SimBleCentral::kUnsupported, LumoraAdBeaconErrorType::bluetoothDisabled,
-                 "Bluetooth not supported on this device"},
-        WaitCase{SimBleCentral::kUnauthorized, LumoraAdBeaconErrorType::bluetoothPermissionDenied,
-                 "Bluetooth permission denied. Please allow Bluetooth access in settings."},
-        WaitCase{SimBleCentral::kPoweredOff, LumoraAdBeaconErrorType::bluetoothDisabled,
-                 "Bluetooth is disabled. Please turn on Bluetooth."},
-        WaitCase{7, LumoraAdBeaconErrorType::bluetoothDisabled, "Unknown Bluetooth state: 7"}));
 
 TEST_F(Bluetooth, AlreadyPoweredOnStartsTheScanBeforeReturning) {
   customScanner->startScanning(recordInto(outcomes));
@@ -85,6 +81,7 @@ TEST_F(Bluetooth, PowerOnDuringTheWaitSucceedsOnceAndRequestsTheScanTwice) {
 // removes the state callback of whichever wait is newest.
 TEST_F(Bluetooth, OverlappingWaitsEndInTheirOwnOrder) {
   using Ends = std::vector<std::pair<std::string, double>>;
+  Ends ends;
   for (const auto& [poweredOnAt, expected] :
        {std::pair{1.5, Ends{{"b:on", 1.5}, {"a:on", 2.0}}},
         std::pair{2.5, Ends{{"a:off", 2.0}, {"b:on", 3.0}}}}) {

@@ -48,14 +48,6 @@ void FacadeWorld::serveCreative(std::int64_t bindingId, const std::string& json,
                  TestHttpsServer::Response(status, json));
 }
 
-std::vector<TestHttpsServer::Request> FacadeWorld::requestsTo(const std::string& prefix) const {
-  std::vector<TestHttpsServer::Request> matching;
-  for (const auto& request : server.requests()) {
-    if (request.path.starts_with(prefix)) matching.push_back(request);
-  }
-  return matching;
-}
-
 std::vector<nlohmann::json> FacadeWorld::events() const {
   std::vector<nlohmann::json> events;
   for (const auto& request : server.requests()) {

@@ -32,8 +32,6 @@ class FacadeWorld : public SimWorld {
   void createFacade();
   void initiate(std::optional<std::string> advertisingId = std::nullopt);
   void serveCreative(std::int64_t bindingId, const std::string& json, int status = 200);
-  /// Requests the server received under a path prefix.
-  std::vector<TestHttpsServer::Request> requestsTo(const std::string& prefix) const;
   std::vector<nlohmann::json> events() const;
 
   TestHttpsServer server;

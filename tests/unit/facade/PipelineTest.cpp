@@ -17,16 +17,6 @@ class PipelineTest : public FacadeWorld {
   void detect(std::int64_t bindingId = 300) { facade->onBeaconDetected(4660, kSpaceId, bindingId); }
 };
 
-TEST_F(PipelineTest, BeforeInitiateADetectionOnlyLogs) {
-  createFacade();
-  detect();
-  runFor(1);
-  EXPECT_EQ(platform->log->count(
-                "LumoraAdBeaconSDK is not initialized, please call initiate method first"),
-            1u);
-  EXPECT_TRUE(server.requests().empty());
-}
-
 TEST_F(PipelineTest, OfflineDeviceReportsWithoutRequestingAnything) {
   initiate();
   phone.reachability->setReachable(false);
@@ -44,34 +34,20 @@ TEST_F(PipelineTest, OfflineDeviceReportsWithoutRequestingAnything) {
   EXPECT_EQ(platform->log->count("No internet connection available"), 2u);
 }
 
-TEST_F(PipelineTest, AfterAFailedInitiateEachDetectionReportsTheMissingService) {
-  installPlist(sdkPlist().set({}, "APIEndpoints", nullptr));
-  initiate();
-  detect();
-  runFor(1);
-  ASSERT_EQ(callback->errors().size(), 2u);
-  EXPECT_EQ(callback->errors()[1].code(), ErrorType::configurationError);
-  EXPECT_EQ(callback->errors()[1].message(), "UserEventWebService is not initialized");
-}
-
 TEST_F(PipelineTest, UncappedCreativeIsReportedDeliveredAndShownOnEveryDetection) {
   serveCreative(300, kUncapped);
   initiate();
   platform->virtualClock->setNow(platform::VirtualClock::fromSeconds(1700000000.9999));
-  detect();
-  runFor(5);
-  detect();
-  runFor(5);
-
+  for (int detection = 0; detection < 2; ++detection) {
+    detect();
+    runFor(5);
+  }
   EXPECT_EQ(callback->names(), (std::vector<std::string>{"onInitialized", "onCreativeReceived",
                                                          "onCreativeReceived"}));
   const auto& creative = *callback->calls()[1].creative;
-  EXPECT_EQ(creative.data(), std::optional<std::string>("payload"));
-  EXPECT_EQ(creative.creativeId(), 345);
-  EXPECT_EQ(creative.campaignId(), 12);
-  EXPECT_EQ(creative.bindingId(), 300);
-  EXPECT_EQ(creative.spaceId(), kSpaceId);
-
+  EXPECT_EQ(std::tuple(creative.data(), creative.creativeId(), creative.campaignId(),
+                       creative.bindingId(), creative.spaceId()),
+            std::tuple(std::optional<std::string>("payload"), 345, 12, 300, kSpaceId));
   ASSERT_EQ(phone.notifications->added().size(), 2u);
   EXPECT_EQ(phone.notifications->added()[0].request.title, "Hello");
   EXPECT_EQ(phone.notifications->added()[0].request.body, "Come in");

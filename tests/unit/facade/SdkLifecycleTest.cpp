@@ -33,10 +33,13 @@ TEST_F(SdkLifecycleTest, InitiateWithoutCallbackIsRefusedAndLeavesTheSdkUninitia
             1u);
   facade->start();
   facade->stop();
+  facade->onBeaconDetected(4660, kSpaceId, 300);
+  runFor(1);
   EXPECT_FALSE(facade->isScanning());
   EXPECT_EQ(platform->log->count(
                 "LumoraAdBeaconSDK is not initialized, please call initiate method first"),
-            2u);
+            3u);
+  EXPECT_TRUE(server.requests().empty());
 
   initiate();
   runFor(0);
@@ -58,6 +61,12 @@ TEST_F(SdkLifecycleTest, FailedInitiateReportsTheConfigurationErrorAndMayBeRetri
   runFor(0);
   ASSERT_EQ(callback->errors().size(), 2u);
   EXPECT_EQ(callback->errors()[1].message(), "APIEndpoints section is missing in Info.plist");
+  // Each detection then reports the missing service.
+  facade->onBeaconDetected(4660, kSpaceId, 300);
+  runFor(1);
+  ASSERT_EQ(callback->errors().size(), 3u);
+  EXPECT_EQ(callback->errors()[2].code(), ErrorType::configurationError);
+  EXPECT_EQ(callback->errors()[2].message(), "UserEventWebService is not initialized");
 }
 
 TEST_F(SdkLifecycleTest, StartAndStopGuardsLogTheirLines) {
@@ -115,9 +124,8 @@ TEST_F(SdkLifecycleTest, ProfileGivenToInitiateReplacesAnEarlierUpdate) {
   facade->updateClientProfile(ClientProfile(std::nullopt, std::nullopt, "Later", "AD-ID"));
   facade->onBeaconDetected(4660, kSpaceId, 300);
   runFor(5);
-  const auto tracked = requestsTo("/events/");
-  ASSERT_FALSE(tracked.empty());
-  EXPECT_EQ(nlohmann::json::parse(tracked.back().body)["clientInfo"]["appName"], "Later");
+  ASSERT_EQ(server.requests().back().path, "/events/device_events");
+  EXPECT_EQ(events().back()["clientInfo"]["appName"], "Later");
 }
 
 }  // namespace
