@@ -14,7 +14,13 @@ constexpr const char* kCappedOnce =
 
 class PipelineTest : public FacadeWorld {
  protected:
-  void detect(std::int64_t bindingId = 300) { facade->onBeaconDetected(4660, kSpaceId, bindingId); }
+  void detect() { facade->onBeaconDetected(4660, kSpaceId, 300); }
+  std::vector<std::string> eventTypes() const {
+    std::vector<std::string> types;
+    for (const auto& event : events()) types.push_back(event["eventType"]);
+    std::sort(types.begin(), types.end());
+    return types;
+  }
 };
 
 TEST_F(PipelineTest, OfflineDeviceReportsWithoutRequestingAnything) {
@@ -35,7 +41,7 @@ TEST_F(PipelineTest, OfflineDeviceReportsWithoutRequestingAnything) {
 }
 
 TEST_F(PipelineTest, UncappedCreativeIsReportedDeliveredAndShownOnEveryDetection) {
-  serveCreative(300, kUncapped);
+  serveCreative(kUncapped);
   initiate();
   platform->virtualClock->setNow(platform::VirtualClock::fromSeconds(1700000000.9999));
   for (int detection = 0; detection < 2; ++detection) {
@@ -52,21 +58,17 @@ TEST_F(PipelineTest, UncappedCreativeIsReportedDeliveredAndShownOnEveryDetection
   EXPECT_EQ(phone.notifications->added()[0].request.title, "Hello");
   EXPECT_EQ(phone.notifications->added()[0].request.body, "Come in");
 
-  std::vector<std::string> types;
-  for (const auto& event : events()) types.push_back(event["eventType"]);
-  std::sort(types.begin(), types.end());
-  EXPECT_EQ(types,
+  EXPECT_EQ(eventTypes(),
             (std::vector<std::string>{"notification", "notification", "request", "request"}));
-  const auto first = events();
-  const auto request = std::find_if(first.begin(), first.end(),
+  const auto sent = events();
+  const auto request = std::find_if(sent.begin(), sent.end(),
                                     [](const auto& e) { return e["eventType"] == "request"; });
   EXPECT_EQ((*request)["timestamp"], 1700000000999);
-  EXPECT_FALSE(request->contains("cid"));
-  EXPECT_FALSE(request->contains("crid"));
+  EXPECT_FALSE(request->contains("cid") || request->contains("crid"));
 }
 
 TEST_F(PipelineTest, CapOfOneRefusesTheSecondDeliveryButStillReportsTheRequest) {
-  serveCreative(300, kCappedOnce);
+  serveCreative(kCappedOnce);
   initiate();
   detect();
   runFor(31);
@@ -77,13 +79,11 @@ TEST_F(PipelineTest, CapOfOneRefusesTheSecondDeliveryButStillReportsTheRequest) 
   EXPECT_EQ(callback->errors()[0].code(), ErrorType::frequencyCapExceeded);
   EXPECT_EQ(callback->errors()[0].message(), description(ErrorType::frequencyCapExceeded));
   EXPECT_EQ(phone.notifications->added().size(), 1u);
-  std::size_t requests = 0;
-  for (const auto& event : events()) requests += event["eventType"] == "request" ? 1 : 0;
-  EXPECT_EQ(requests, 2u);
+  EXPECT_EQ(eventTypes(), (std::vector<std::string>{"notification", "request", "request"}));
 }
 
 TEST_F(PipelineTest, RefusedNotificationFollowsTheDelivery) {
-  serveCreative(300, kUncapped);
+  serveCreative(kUncapped);
   phone.notifications->setAuthorizationStatus(1);
   initiate();
   detect();
@@ -97,23 +97,21 @@ TEST_F(PipelineTest, RefusedNotificationFollowsTheDelivery) {
 }
 
 TEST_F(PipelineTest, FailedRequestEventIsLoggedAndReported) {
-  serveCreative(300, kUncapped);
+  serveCreative(kUncapped);
   server.respond("/nt/device_events", TestHttpsServer::Response(500, ""));
   initiate();
   detect();
   runFor(5);
   EXPECT_EQ(platform->log->count("Failed to send event for requesting creative data"), 1u);
-  const auto errors = callback->errors();
   // The request event and the notification event both fail.
+  const auto errors = callback->errors();
   ASSERT_EQ(errors.size(), 2u);
   for (const auto& error : errors) EXPECT_EQ(error.code(), ErrorType::unknown);
-  const bool hasRequestFailure = std::any_of(
-      errors.begin(), errors.end(), [](const auto& e) { return e.message() == "HTTP error: 500"; });
-  EXPECT_TRUE(hasRequestFailure);
+  EXPECT_TRUE(errors[0].message() == "HTTP error: 500" || errors[1].message() == "HTTP error: 500");
 }
 
 TEST_F(PipelineTest, AFacadeReleasedDuringTheFetchReportsNothing) {
-  serveCreative(300, kUncapped);
+  serveCreative(kUncapped);
   initiate();
   runFor(0);
   detect();
@@ -124,7 +122,7 @@ TEST_F(PipelineTest, AFacadeReleasedDuringTheFetchReportsNothing) {
 }
 
 TEST_F(PipelineTest, BeaconsOnTheAirTravelThroughTheGateToTheHost) {
-  serveCreative(300, kUncapped);
+  serveCreative(kUncapped);
   initiate();
   facade->start();
   const auto until = platform->virtualClock->now() + std::chrono::seconds(20);

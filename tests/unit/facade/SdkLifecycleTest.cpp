@@ -7,23 +7,9 @@ using ErrorType = LumoraAdBeaconErrorType;
 
 class SdkLifecycleTest : public FacadeWorld {};
 
-TEST_F(SdkLifecycleTest, InitiateReportsOnceAndOnlyAfterReturning) {
-  initiate();
-  EXPECT_TRUE(callback->calls().empty());
-  runFor(0);
-  EXPECT_EQ(callback->names(), std::vector<std::string>{"onInitialized"});
-
-  facade->initiate(ClientProfile(std::nullopt, std::nullopt, "Other", std::nullopt), callback,
-                   Environment::production);
-  runFor(1);
-  EXPECT_EQ(callback->names(), std::vector<std::string>{"onInitialized"});
-  EXPECT_EQ(platform->log->count(
-                "LumoraAdBeaconSDK is already initialized. Environment can only be set during "
-                "initialization."),
-            1u);
-}
-
-TEST_F(SdkLifecycleTest, InitiateWithoutCallbackIsRefusedAndLeavesTheSdkUninitialized) {
+// Until initiated with a callback the SDK only logs; initiate then reports
+// once, only after returning, and a second one changes nothing.
+TEST_F(SdkLifecycleTest, InitiateNeedsACallbackAndReportsOnceAfterReturning) {
   createFacade();
   facade->initiate(ClientProfile(std::nullopt, std::nullopt, "App", std::nullopt), nullptr,
                    Environment::production);
@@ -42,8 +28,17 @@ TEST_F(SdkLifecycleTest, InitiateWithoutCallbackIsRefusedAndLeavesTheSdkUninitia
   EXPECT_TRUE(server.requests().empty());
 
   initiate();
+  EXPECT_TRUE(callback->calls().empty());
   runFor(0);
   EXPECT_EQ(callback->names(), std::vector<std::string>{"onInitialized"});
+  facade->initiate(ClientProfile(std::nullopt, std::nullopt, "Other", std::nullopt), callback,
+                   Environment::production);
+  runFor(1);
+  EXPECT_EQ(callback->names(), std::vector<std::string>{"onInitialized"});
+  EXPECT_EQ(platform->log->count(
+                "LumoraAdBeaconSDK is already initialized. Environment can only be set during "
+                "initialization."),
+            1u);
 }
 
 TEST_F(SdkLifecycleTest, FailedInitiateReportsTheConfigurationErrorAndMayBeRetried) {
@@ -115,7 +110,7 @@ TEST_F(SdkLifecycleTest, ProfileGivenToInitiateReplacesAnEarlierUpdate) {
   createFacade();
   facade->updateClientProfile(ClientProfile(std::nullopt, std::nullopt, "Early", std::nullopt));
   initiate();
-  serveCreative(300, R"({"campaignId":1,"creativeId":2,"title":"t","message":"m"})");
+  serveCreative(R"({"campaignId":1,"creativeId":2,"title":"t","message":"m"})");
   facade->onBeaconDetected(4660, kSpaceId, 300);
   runFor(5);
   ASSERT_FALSE(events().empty());
