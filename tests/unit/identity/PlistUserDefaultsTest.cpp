@@ -40,13 +40,15 @@ class PlistUserDefaultsTest : public testing::SimWorld {
 
   void overwrite(const std::string& text) const { std::ofstream(file, std::ios::trunc) << text; }
 
-  std::vector<fs::path> asideFiles() const {
-    std::vector<fs::path> found;
+  // The names in the store's folder that start with prefix, sorted.
+  std::vector<std::string> filesNamed(const std::string& prefix) const {
+    std::vector<std::string> found;
     for (const auto& entry : fs::directory_iterator(file.parent_path())) {
-      if (entry.path().filename().string().starts_with("defaults.plist.corrupt-")) {
-        found.push_back(entry.path());
+      if (entry.path().filename().string().starts_with(prefix)) {
+        found.push_back(entry.path().filename().string());
       }
     }
+    std::sort(found.begin(), found.end());
     return found;
   }
 
@@ -80,13 +82,8 @@ TEST_F(PlistUserDefaultsTest, ValuesSurviveNewStoreObjectsAndTemporaryFilesOfCra
   EXPECT_EQ(reopened.stringForKey("LumoraBeaconSDK.PhoneNumber"), std::nullopt);
   EXPECT_NE(contents().find("<plist"), std::string::npos);
   EXPECT_EQ(errorLines(), 0u);
-  std::vector<std::string> left;
-  for (const auto& entry : fs::directory_iterator(file.parent_path())) {
-    left.push_back(entry.path().filename().string());
-  }
-  std::sort(left.begin(), left.end());
-  EXPECT_EQ(left, (std::vector<std::string>{"defaults.plist", "defaults.plist.lock",
-                                            "other.plist.tmp-a1B2c3"}));
+  EXPECT_EQ(filesNamed(""), (std::vector<std::string>{"defaults.plist", "defaults.plist.lock",
+                                                      "other.plist.tmp-a1B2c3"}));
 }
 
 // Anything but a flat dictionary of strings is set aside under a name the one
@@ -131,20 +128,21 @@ TEST_F(PlistUserDefaultsTest, HostileFilesAreSetAsideAndReportedOnce) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     overwrite(c.text);
-    const auto before = asideFiles();
+    const auto before = filesNamed("defaults.plist.corrupt-");
     platform->log->clear();
     EXPECT_EQ(store().stringForKey(kUuidKey), c.recovered);
     EXPECT_EQ(store().stringForKey("LumoraBeaconSDK.Email"), std::nullopt);
-    auto aside = asideFiles();
+    auto aside = filesNamed("defaults.plist.corrupt-");
     ASSERT_EQ(aside.size(), before.size() + 1);
     for (const auto& old : before) std::erase(aside, old);
     std::ostringstream kept;
-    kept << std::ifstream(aside.at(0)).rdbuf();
+    kept << std::ifstream(file.parent_path() / aside.at(0)).rdbuf();
     EXPECT_EQ(kept.str(), c.text);
     ASSERT_EQ(errorLines(), 1u);
     const auto record = platform->log->records().at(0);
     EXPECT_EQ(record.file, "PlistUserDefaults");
-    EXPECT_NE(record.message.find(aside[0].string()), std::string::npos) << record.message;
+    EXPECT_NE(record.message.find((file.parent_path() / aside[0]).string()), std::string::npos)
+        << record.message;
     EXPECT_LT(fs::file_size(file), 1024u) << "only the identifier is written back";
     EXPECT_EQ(contents().find(kIdentifier) != std::string::npos, c.recovered.has_value());
   }
