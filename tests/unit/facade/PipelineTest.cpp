@@ -4,23 +4,12 @@
 namespace lumora::testing {
 namespace {
 
-using ErrorType = LumoraAdBeaconErrorType;
-
 constexpr const char* kUncapped =
     R"({"campaignId":12,"creativeId":345,"title":"Hello","message":"Come in","data":"payload"})";
-constexpr const char* kCappedOnce =
-    R"({"campaignId":12,"creativeId":345,"title":"Hello","message":"Come in",
-        "frequencyCapping":{"intervalHours":24,"maxFrequency":1}})";
 
 class PipelineTest : public FacadeWorld {
  protected:
   void detect() { facade->onBeaconDetected(4660, kSpaceId, 300); }
-  std::vector<std::string> eventTypes() const {
-    std::vector<std::string> types;
-    for (const auto& event : events()) types.push_back(event["eventType"]);
-    std::sort(types.begin(), types.end());
-    return types;
-  }
 };
 
 TEST_F(PipelineTest, OfflineDeviceReportsWithoutRequestingAnything) {
@@ -58,56 +47,16 @@ TEST_F(PipelineTest, UncappedCreativeIsReportedDeliveredAndShownOnEveryDetection
   EXPECT_EQ(phone.notifications->added()[0].request.title, "Hello");
   EXPECT_EQ(phone.notifications->added()[0].request.body, "Come in");
 
-  EXPECT_EQ(eventTypes(),
+  std::vector<std::string> types;
+  for (const auto& event : events()) types.push_back(event["eventType"]);
+  std::sort(types.begin(), types.end());
+  EXPECT_EQ(types,
             (std::vector<std::string>{"notification", "notification", "request", "request"}));
   const auto sent = events();
   const auto request = std::find_if(sent.begin(), sent.end(),
                                     [](const auto& e) { return e["eventType"] == "request"; });
   EXPECT_EQ((*request)["timestamp"], 1700000000999);
   EXPECT_FALSE(request->contains("cid") || request->contains("crid"));
-}
-
-TEST_F(PipelineTest, CapOfOneRefusesTheSecondDeliveryButStillReportsTheRequest) {
-  serveCreative(kCappedOnce);
-  initiate();
-  detect();
-  runFor(31);
-  detect();
-  runFor(5);
-  EXPECT_EQ(callback->names(),
-            (std::vector<std::string>{"onInitialized", "onCreativeReceived", "onError"}));
-  EXPECT_EQ(callback->errors()[0].code(), ErrorType::frequencyCapExceeded);
-  EXPECT_EQ(callback->errors()[0].message(), description(ErrorType::frequencyCapExceeded));
-  EXPECT_EQ(phone.notifications->added().size(), 1u);
-  EXPECT_EQ(eventTypes(), (std::vector<std::string>{"notification", "request", "request"}));
-}
-
-TEST_F(PipelineTest, RefusedNotificationFollowsTheDelivery) {
-  serveCreative(kUncapped);
-  phone.notifications->setAuthorizationStatus(1);
-  initiate();
-  detect();
-  runFor(5);
-  EXPECT_EQ(callback->names(),
-            (std::vector<std::string>{"onInitialized", "onCreativeReceived", "onError"}));
-  EXPECT_EQ(callback->errors()[0].code(), ErrorType::unknown);
-  EXPECT_EQ(callback->errors()[0].message(),
-            "Failed to show notification: Notification permission not granted. Please allow "
-            "notifications in settings.");
-}
-
-TEST_F(PipelineTest, FailedRequestEventIsLoggedAndReported) {
-  serveCreative(kUncapped);
-  server.respond("/nt/device_events", TestHttpsServer::Response(500, ""));
-  initiate();
-  detect();
-  runFor(5);
-  EXPECT_EQ(platform->log->count("Failed to send event for requesting creative data"), 1u);
-  // The request event and the notification event both fail.
-  const auto errors = callback->errors();
-  ASSERT_EQ(errors.size(), 2u);
-  for (const auto& error : errors) EXPECT_EQ(error.code(), ErrorType::unknown);
-  EXPECT_TRUE(errors[0].message() == "HTTP error: 500" || errors[1].message() == "HTTP error: 500");
 }
 
 TEST_F(PipelineTest, AFacadeReleasedDuringTheFetchReportsNothing) {
