@@ -157,15 +157,15 @@ struct TestHttpsServer::State {
   std::vector<Request> requests;              // guarded by mutex
 
   Response record(const httplib::Request& incoming) {
-    Request request;
-    request.method = incoming.method;
-    request.target = incoming.target;
     const auto question = incoming.target.find('?');
-    request.path = incoming.target.substr(0, question);
+    Request request{incoming.method,
+                    incoming.target,
+                    incoming.target.substr(0, question),
+                    std::nullopt,
+                    {incoming.headers.begin(), incoming.headers.end()},
+                    incoming.body,
+                    incoming.remote_port};
     if (question != std::string::npos) request.query = incoming.target.substr(question + 1);
-    request.headers.assign(incoming.headers.begin(), incoming.headers.end());
-    request.body = incoming.body;
-    request.remotePort = incoming.remote_port;
 
     std::lock_guard lock(mutex);
     const auto found = responses.find(request.path);

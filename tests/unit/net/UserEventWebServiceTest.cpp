@@ -28,12 +28,11 @@ class UserEventWebServiceTest : public testing::NetTest {
     server.respond("/notrack/device_events", {200});
   }
 
-  std::shared_ptr<UserEventWebService> serviceWith(std::optional<ClientProfile> profile,
-                                                   std::shared_ptr<platform::HttpSession> on) {
+  std::shared_ptr<UserEventWebService> serviceWith(std::optional<ClientProfile> profile) {
     return std::make_shared<UserEventWebService>(
         APIConfiguration(Environment::production, server.url("/track"), server.url("/notrack/"),
                          "cdn.example", "b"),
-        std::make_shared<HttpRequestSender>(std::move(on)), urls, std::move(profile));
+        std::make_shared<HttpRequestSender>(session), urls, std::move(profile));
   }
 
   static EventRequest event(EventType type, const ClientProfile& profile,
@@ -60,7 +59,7 @@ class UserEventWebServiceTest : public testing::NetTest {
 // The service's own profile, not the event's, picks the endpoint: an advertising
 // identifier (even an empty one) means tracking.
 TEST_F(UserEventWebServiceTest, RequestEventGoesWhereTheServicesProfileSaysKeyByKey) {
-  const auto service = serviceWith(full, session);
+  const auto service = serviceWith(full);
   EXPECT_EQ(service->getClientUUID(), kInstallationId);
   const auto [success, error] = send(*service, event(EventType::request, full));
   EXPECT_TRUE(success);
@@ -103,7 +102,7 @@ TEST_F(UserEventWebServiceTest, RequestEventGoesWhereTheServicesProfileSaysKeyBy
 }
 
 TEST_F(UserEventWebServiceTest, NotificationAndClickEventsCarryCampaignAndCreative) {
-  const auto service = serviceWith(bare, session);
+  const auto service = serviceWith(bare);
   server.respond("/notrack/device_events", {204, "not even json"});  // the reply is not read
   for (const auto type : {EventType::notification, EventType::click}) {
     EXPECT_TRUE(std::get<0>(send(*service, event(type, bare, 12, 345))));
@@ -131,7 +130,7 @@ TEST_F(UserEventWebServiceTest, UrlFailuresAreReportedNotThrown) {
 
 // Meaningful under the thread sanitizer: replacement and reads race freely.
 TEST_F(UserEventWebServiceTest, ProfileIsReplacedWhileOtherThreadsReadIt) {
-  const auto service = serviceWith(full, session);
+  const auto service = serviceWith(full);
   std::atomic<bool> done{false};
   std::thread writer([&] {
     for (int i = 0; i < 2000; ++i) service->setClientProfile(i % 2 ? full : bare);
