@@ -5,7 +5,6 @@
 #include <string>
 #include <utility>
 
-#include "core/net/HttpRequestBuilder.hpp"
 #include "core/net/HttpRequestSender.hpp"
 #include "unit/net/NetTestSupport.hpp"
 
@@ -89,17 +88,6 @@ TEST(HttpRequestSenderClassificationTest, OnlyAnsweredRequestsWithStatus2xxReach
     EXPECT_EQ(outcome.error->code, error->code);
     EXPECT_EQ(outcome.error->localizedDescription, error->localizedDescription);
   }
-}
-
-using HttpRequestSenderTest = testing::NetTest;
-
-// A real 204 reply reaches the handler with an empty body.
-TEST_F(HttpRequestSenderTest, NoContentReachesTheHandlerWithAnEmptyBody) {
-  server.respond("/empty", {204});
-  const auto outcome = send(session, *HttpRequestBuilder(urls, server.url("/empty")).build());
-  EXPECT_FALSE(outcome.error);
-  EXPECT_EQ(outcome.handlerCalls, 1);
-  EXPECT_TRUE(!outcome.value || outcome.value->empty());
 }
 
 }  // namespace
