@@ -15,12 +15,9 @@
 
 namespace lumora::testing {
 
-/// An HTTP session that records every request and answers each with the
-/// reply scripted at the time it was started (200 with an empty body unless
-/// told otherwise). Like the real session it never completes inline: each
-/// completion runs on a thread of its own. While a request is unanswered the
-/// virtual main queue counts it as external work, so running the queue waits
-/// for the answer instead of moving the clock past it.
+/// Records every request and answers it with the reply scripted when it started
+/// (200, empty, unless told otherwise) on a thread of its own, never inline. An
+/// unanswered request is external work: running the queue waits for it.
 class RecordingHttpSession : public platform::HttpSession {
  public:
   explicit RecordingHttpSession(std::shared_ptr<platform::VirtualMainQueue> queue);
@@ -43,7 +40,7 @@ class RecordingHttpSession : public platform::HttpSession {
   std::size_t answeredCount() const;
 
  private:
-  /// Starts the thread that completes with reply. Called with mutex_ held.
+  /// Called with mutex_ held.
   void answerLater(platform::HttpResult reply, Completion completion);
 
   const std::shared_ptr<platform::VirtualMainQueue> queue_;

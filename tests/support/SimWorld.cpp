@@ -50,4 +50,12 @@ std::size_t SimWorld::countLogs(LogLevel level, const std::string& file,
   }));
 }
 
+std::vector<std::string> SimWorld::logLines(const std::string& file) const {
+  std::vector<std::string> lines;
+  for (const auto& r : platform->log->records()) {
+    if (r.file == file) lines.push_back(r.levelName + " " + r.function + ": " + r.message);
+  }
+  return lines;
+}
+
 }  // namespace lumora::testing

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "core/util/LogLevel.hpp"
 #include "platform/sim/SimPhone.hpp"
@@ -12,17 +13,13 @@
 namespace lumora::testing {
 
 /// One simulated phone, installed as the process's platform for the duration
-/// of a test, starting at 2023-11-14 22:13:20 UTC. Everything a phone has is
-/// on it (radio, Bluetooth central, location service, notification center,
-/// network, user defaults, device, advertising identity); each test area adds
-/// only what it builds on top.
+/// of a test, starting at 2023-11-14 22:13:20 UTC (kStartSeconds).
 class SimWorld : public ::testing::Test {
  public:
   static constexpr double kStartSeconds = 1700000000.0;
   static constexpr const char* kInstallationId = "6BA7B810-9DAD-11D1-80B4-00C04FD430C8";
 
  protected:
-  /// A phone as the options describe; the start time is always kStartSeconds.
   explicit SimWorld(platform::SimPhoneOptions options = {});
   ~SimWorld() override;
 
@@ -37,6 +34,8 @@ class SimWorld : public ::testing::Test {
   /// Records whose message is exactly this, at this level, from this file and function.
   std::size_t countLogs(LogLevel level, const std::string& file, const std::string& function,
                         const std::string& message) const;
+  /// Each record from this file, in order, as "LEVEL function: message".
+  std::vector<std::string> logLines(const std::string& file) const;
 
   platform::SimPhone phone;
   const std::shared_ptr<platform::SimPlatform> platform = phone.platform;

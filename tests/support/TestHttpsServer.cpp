@@ -108,17 +108,13 @@ class Listener {
     require(server_->is_valid(), "cannot load the server certificate");
   }
   ~Listener() { stop(); }
-  Listener(const Listener&) = delete;
-  Listener& operator=(const Listener&) = delete;
 
   // Every method to handler, then listens on an ephemeral port.
   void start(const httplib::Server::Handler& handler) {
     server_->Get(".*", handler);
     server_->Post(".*", handler);
     server_->Put(".*", handler);
-    server_->Patch(".*", handler);
     server_->Delete(".*", handler);
-    server_->Options(".*", handler);
     port_ = server_->bind_to_any_port("127.0.0.1");
     require(port_ > 0, "cannot bind to 127.0.0.1");
     auto listening = std::make_shared<std::atomic<bool>>(true);
@@ -161,15 +157,15 @@ struct TestHttpsServer::State {
   std::vector<Request> requests;              // guarded by mutex
 
   Response record(const httplib::Request& incoming) {
-    Request request;
-    request.method = incoming.method;
-    request.target = incoming.target;
     const auto question = incoming.target.find('?');
-    request.path = incoming.target.substr(0, question);
+    Request request{incoming.method,
+                    incoming.target,
+                    incoming.target.substr(0, question),
+                    std::nullopt,
+                    {incoming.headers.begin(), incoming.headers.end()},
+                    incoming.body,
+                    incoming.remote_port};
     if (question != std::string::npos) request.query = incoming.target.substr(question + 1);
-    request.headers.assign(incoming.headers.begin(), incoming.headers.end());
-    request.body = incoming.body;
-    request.remotePort = incoming.remote_port;
 
     std::lock_guard lock(mutex);
     const auto found = responses.find(request.path);
@@ -223,9 +219,9 @@ TestHttpsServer::~TestHttpsServer() {
   fs::remove_all(state_->files.directory, ignored);
 }
 
-int TestHttpsServer::port() const { return state_->secure.port(); }
-
-std::string TestHttpsServer::hostAndPort() const { return "127.0.0.1:" + std::to_string(port()); }
+std::string TestHttpsServer::hostAndPort() const {
+  return "127.0.0.1:" + std::to_string(state_->secure.port());
+}
 
 std::string TestHttpsServer::url(std::string_view pathAndQuery) const {
   return "https://" + hostAndPort() + std::string(pathAndQuery);

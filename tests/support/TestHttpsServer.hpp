@@ -11,21 +11,10 @@
 
 namespace lumora::testing {
 
-/// A real HTTPS server on 127.0.0.1 (an ephemeral port) for tests of code that
-/// talks to servers. Its certificate, for 127.0.0.1 and localhost, is signed by
-/// a test CA generated for this server; a second CA, which signed nothing, is
-/// there to be refused. Every request is recorded; replies are scripted per
-/// path (any method); a path without a script answers 404 with no body. On
-/// request it also listens for cleartext HTTP on a second port, with the same
-/// scripts, to catch anything sent in the clear.
-///
-///   TestHttpsServer server;
-///   server.respond("/bucket/binding/7/ios.json", {200, R"({"title":"t"})"});
-///   platform::CurlHttpSessionOptions options;
-///   options.extraCaFile = server.caFile();
-///   ... send a request to server.url("/bucket/binding/7/ios.json") ...
-///   ASSERT_TRUE(server.waitForRequests(1));
-///   EXPECT_EQ(server.requests().at(0).method, "GET");
+/// A real HTTPS server on 127.0.0.1 (an ephemeral port) whose certificate is
+/// signed by a test CA made for it (a second CA signed nothing). It records
+/// every request and replies as scripted per path (404 otherwise); on request
+/// it also listens for cleartext HTTP, to catch anything sent in the clear.
 class TestHttpsServer {
  public:
   struct Response {
@@ -37,7 +26,6 @@ class TestHttpsServer {
       response.neverAnswer = true;
       return response;
     }
-    /// A redirect (301, 302, 303, 307, 308) to location.
     static Response redirect(int status, std::string location) {
       Response response(status);
       response.location = std::move(location);
@@ -53,16 +41,12 @@ class TestHttpsServer {
 
   struct Request {
     std::string method;
-    /// The request target as sent: path and query, still percent-encoded.
-    std::string target;
-    /// The target before any "?".
-    std::string path;
-    /// The target after "?"; absent when the target has no "?".
-    std::optional<std::string> query;
+    std::string target;                // as sent: path and query, still percent-encoded
+    std::string path;                  // the target before any "?"
+    std::optional<std::string> query;  // after "?", if any
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;
-    /// The client's port: equal for requests on one kept-alive connection.
-    int remotePort = 0;
+    int remotePort = 0;  // equal for requests on one kept-alive connection
 
     /// Every value of the header with this name (any case), in order.
     std::vector<std::string> headerValues(std::string_view name) const;
@@ -70,21 +54,18 @@ class TestHttpsServer {
 
   enum class Listeners { httpsOnly, httpsAndCleartext };
 
-  /// Generates the certificates and starts listening; throws std::runtime_error
-  /// when it cannot.
+  /// Throws std::runtime_error when it cannot start.
   explicit TestHttpsServer(Listeners listeners = Listeners::httpsOnly);
   /// Releases held requests, stops, and deletes the certificates.
   ~TestHttpsServer();
   TestHttpsServer(const TestHttpsServer&) = delete;
   TestHttpsServer& operator=(const TestHttpsServer&) = delete;
 
-  int port() const;
   /// "127.0.0.1:PORT", e.g. for a creative host setting that has no scheme.
   std::string hostAndPort() const;
   /// "https://127.0.0.1:PORT" followed by pathAndQuery.
   std::string url(std::string_view pathAndQuery = "") const;
-  /// "http://127.0.0.1:PORT" of the cleartext listener followed by
-  /// pathAndQuery (Listeners::httpsAndCleartext only).
+  /// The same on the cleartext listener (Listeners::httpsAndCleartext only).
   std::string cleartextUrl(std::string_view pathAndQuery = "") const;
   /// PEM file of the CA that signed the server's certificate.
   const std::string& caFile() const;

@@ -47,10 +47,7 @@ TEST_F(Gate, OpensOnTheFirstIBeaconAndStartsTheBluetoothScanOnce) {
   transmitAt(3.0, customBeacon());
   runUntil(8.0);
 
-  ASSERT_EQ(central->scanRecords().size(), 1u);
-  const auto& scan = central->scanRecords()[0];
-  EXPECT_EQ(scan.serviceUuids, std::vector<std::string>{kCanonicalServiceUuid});
-  EXPECT_TRUE(scan.allowDuplicates);
+  EXPECT_EQ(central->scanRecords().size(), 1u);
   EXPECT_EQ(listener->detections, (std::vector<Detection>{{4660, kSpaceId, 300}}));
   EXPECT_EQ(countLogs(LogLevel::debug, kManager, kCallbacks, kProcessed), 1u);
 }
@@ -126,22 +123,19 @@ TEST_F(Gate, StopClearsEverythingAndANewStartReportsOldBeaconsAgain) {
   EXPECT_EQ(listener->detections.size(), 2u);
 }
 
-TEST_F(Gate, StopEndsBothTimersAndIsIgnoredWhenNotScanning) {
-  start();
-  runUntil(1.0);
-  manager->stopScanning();
-  const auto recordsAfterStop = central->scanRecords().size();
-  manager->stopScanning();
-  runUntil(125.0);
-  EXPECT_EQ(cleanupLogs(), 0u);
-  EXPECT_EQ(central->scanRecords().size(), recordsAfterStop);
-}
-
-TEST_F(Gate, CleanupLogsEverySixtySecondsAndASecondStartAddsNoTimers) {
+// Cleanup runs every 60 s (a second start adds no timers); stop ends both
+// timers, and a second stop is ignored.
+TEST_F(Gate, CleanupRunsEverySixtySecondsUntilStop) {
   start();
   start();
   runUntil(125.0);
   EXPECT_EQ(cleanupLogs(), 2u);
+  manager->stopScanning();
+  const auto recordsAfterStop = central->scanRecords().size();
+  manager->stopScanning();
+  runUntil(250.0);
+  EXPECT_EQ(cleanupLogs(), 2u);
+  EXPECT_EQ(central->scanRecords().size(), recordsAfterStop);
 }
 
 TEST_F(Gate, StartIsRefusedWithoutAlwaysAuthorization) {
@@ -151,8 +145,6 @@ TEST_F(Gate, StartIsRefusedWithoutAlwaysAuthorization) {
   ASSERT_EQ(outcomes.size(), 1u);
   EXPECT_FALSE(outcomes[0].success);
   EXPECT_EQ(outcomes[0].code, LumoraAdBeaconErrorType::unauthorizedLocationPermission);
-  EXPECT_EQ(outcomes[0].message,
-            "Location permission not granted. Please allow location access in settings.");
   EXPECT_FALSE(manager->isScanning());
   runUntil(61.0);
   EXPECT_EQ(cleanupLogs(), 0u);

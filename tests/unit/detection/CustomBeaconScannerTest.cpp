@@ -15,56 +15,41 @@ class Bluetooth : public DetectionWorld {
     platform->virtualQueue->runReady();
   }
   std::vector<ScanOutcome> outcomes;
-  std::vector<std::pair<std::string, double>> ends;
 };
 
 // The outcome of the two-second wait for each state the radio can be left in.
-struct WaitCase {
-  std::int64_t state;
-  LumoraAdBeaconErrorType code;
-  std::string message;
-};
-
-class BluetoothWait : public Bluetooth, public ::testing::WithParamInterface<WaitCase> {};
-
-TEST_P(BluetoothWait, ReportsTheStateLeftAfterTwoSeconds) {
-  setRadio(GetParam().state);
-  customScanner->startScanning(recordInto(outcomes));
-  runFor(1.9);
-  EXPECT_TRUE(outcomes.empty());
-  runFor(0.1);
-  ASSERT_EQ(outcomes.size(), 1u);
-  EXPECT_FALSE(outcomes[0].success);
-  EXPECT_EQ(outcomes[0].code, GetParam().code);
-  EXPECT_EQ(outcomes[0].message, GetParam().message);
-  EXPECT_FALSE(customScanner->isScanning());
+TEST_F(Bluetooth, TheWaitReportsTheStateLeftAfterTwoSeconds) {
+  const std::string undetermined = "Bluetooth state is still undetermined after waiting";
+  const struct {
+    std::int64_t state;
+    LumoraAdBeaconErrorType code;
+    std::string message;
+  } cases[] = {
+      {SimBleCentral::kUnknown, LumoraAdBeaconErrorType::bluetoothDisabled, undetermined},
+      {SimBleCentral::kResetting, LumoraAdBeaconErrorType::bluetoothDisabled, undetermined},
+      {SimBleCentral::kUnsupported, LumoraAdBeaconErrorType::bluetoothDisabled,
+       "Bluetooth not supported on this device"},
+      {SimBleCentral::kUnauthorized, LumoraAdBeaconErrorType::bluetoothPermissionDenied,
+       "Bluetooth permission denied. Please allow Bluetooth access in settings."},
+      {SimBleCentral::kPoweredOff, LumoraAdBeaconErrorType::bluetoothDisabled,
+       "Bluetooth is disabled. Please turn on Bluetooth."},
+      {7, LumoraAdBeaconErrorType::bluetoothDisabled, "Unknown Bluetooth state: 7"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.state);
+    outcomes.clear();
+    setRadio(c.state);
+    customScanner->startScanning(recordInto(outcomes));
+    runFor(1.9);
+    EXPECT_TRUE(outcomes.empty());
+    runFor(0.1);
+    ASSERT_EQ(outcomes.size(), 1u);
+    EXPECT_FALSE(outcomes[0].success);
+    EXPECT_EQ(outcomes[0].code, c.code);
+    EXPECT_EQ(outcomes[0].message, c.message);
+    EXPECT_FALSE(customScanner->isScanning());
+  }
   EXPECT_EQ(scanStarts(), 0u);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    EveryState, BluetoothWait,
-    ::testing::Values(
-        WaitCase{SimBleCentral::kUnknown, LumoraAdBeaconErrorType::bluetoothDisabled,
-                 "Bluetooth state is still undetermined after waiting"},
-        WaitCase{SimBleCentral::kResetting, LumoraAdBeaconErrorType::bluetoothDisabled,
-                 "Bluetooth state is still undetermined after waiting"},
-        WaitCase{SimBleCentral::kUnsupported, LumoraAdBeaconErrorType::bluetoothDisabled,
-                 "Bluetooth not supported on this device"},
-        WaitCase{SimBleCentral::kUnauthorized, LumoraAdBeaconErrorType::bluetoothPermissionDenied,
-                 "Bluetooth permission denied. Please allow Bluetooth access in settings."},
-        WaitCase{SimBleCentral::kPoweredOff, LumoraAdBeaconErrorType::bluetoothDisabled,
-                 "Bluetooth is disabled. Please turn on Bluetooth."},
-        WaitCase{7, LumoraAdBeaconErrorType::bluetoothDisabled, "Unknown Bluetooth state: 7"}));
-
-TEST_F(Bluetooth, AlreadyPoweredOnStartsTheScanBeforeReturning) {
-  customScanner->startScanning(recordInto(outcomes));
-  ASSERT_EQ(outcomes.size(), 1u);
-  EXPECT_TRUE(outcomes[0].success);
-  EXPECT_FALSE(outcomes[0].code.has_value());
-  EXPECT_TRUE(customScanner->isScanning());
-  EXPECT_EQ(central->scanRecords(),
-            (std::vector<SimBleCentral::ScanRecord>{
-                {SimBleCentral::ScanRecord::Action::start, {kCanonicalServiceUuid}, true}}));
 }
 
 TEST_F(Bluetooth, PowerOnDuringTheWaitSucceedsOnceAndRequestsTheScanTwice) {
@@ -85,6 +70,7 @@ TEST_F(Bluetooth, PowerOnDuringTheWaitSucceedsOnceAndRequestsTheScanTwice) {
 // removes the state callback of whichever wait is newest.
 TEST_F(Bluetooth, OverlappingWaitsEndInTheirOwnOrder) {
   using Ends = std::vector<std::pair<std::string, double>>;
+  Ends ends;
   for (const auto& [poweredOnAt, expected] :
        {std::pair{1.5, Ends{{"b:on", 1.5}, {"a:on", 2.0}}},
         std::pair{2.5, Ends{{"a:off", 2.0}, {"b:on", 3.0}}}}) {
@@ -141,8 +127,9 @@ TEST_F(Bluetooth, OnlyAdvertisementsCarryingACustomBeaconAreReported) {
   EXPECT_EQ(detected, 2);
 }
 
-// The configured service UUID in any of its forms is the same UUID: the scan
-// asks for its 128-bit form and finds beacons that advertise that form.
+// With the radio already on, the scan starts before startScanning returns. The
+// configured service UUID in any of its forms is the same UUID: the scan asks
+// for its 128-bit form and finds beacons that advertise that form.
 class ServiceUuidForm : public DetectionWorld, public ::testing::WithParamInterface<const char*> {
  protected:
   ServiceUuidForm() : DetectionWorld({kRegionUuid, kRegionIdentifier, GetParam()}) {}
@@ -151,10 +138,14 @@ class ServiceUuidForm : public DetectionWorld, public ::testing::WithParamInterf
 TEST_P(ServiceUuidForm, IsScannedInItsFullFormAndFindsTheBeacons) {
   int detected = 0;
   customScanner->setOnBeaconDetected([&](const BeaconIdentity&) { ++detected; });
-  customScanner->startScanning(nullptr);
-  ASSERT_EQ(central->scanRecords().size(), 1u);
-  EXPECT_EQ(central->scanRecords()[0].serviceUuids,
-            std::vector<std::string>{kCanonicalServiceUuid});
+  std::vector<ScanOutcome> outcomes;
+  customScanner->startScanning(recordInto(outcomes));
+  ASSERT_EQ(outcomes.size(), 1u);
+  EXPECT_TRUE(outcomes[0].success && !outcomes[0].code);
+  EXPECT_TRUE(customScanner->isScanning());
+  EXPECT_EQ(central->scanRecords(),
+            (std::vector<SimBleCentral::ScanRecord>{
+                {SimBleCentral::ScanRecord::Action::start, {kCanonicalServiceUuid}, true}}));
   radio->transmit(customBeacon());
   runFor(0);
   EXPECT_EQ(detected, 1);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -13,6 +14,7 @@
 #include "core/beacon/CBCentralManagerAdapter.hpp"
 #include "core/beacon/CustomBeaconScanner.hpp"
 #include "core/beacon/LocationManagerAdapter.hpp"
+#include "platform/sim/SimRadio.hpp"
 #include "support/SimWorld.hpp"
 
 namespace lumora::testing {
@@ -46,20 +48,49 @@ class DetectionWorld : public SimWorld {
   static constexpr const char* kSpaceId = "0a1b2c3d4e5f6071";
 
   explicit DetectionWorld(BeaconSettings beaconSettings = {kRegionUuid, kRegionIdentifier,
-                                                           kServiceUuid});
+                                                           kServiceUuid})
+      : settings(std::move(beaconSettings)),
+        appleScanner(AppleBeaconScanner::create(locationAdapter, settings)),
+        centralAdapter(CBCentralManagerAdapter::create(central, platform->virtualQueue)),
+        customScanner(CustomBeaconScanner::create(centralAdapter, locationAdapter, settings)),
+        manager(BeaconManager::create(appleScanner, customScanner, settings, platform->virtualQueue,
+                                      platform->virtualClock)) {
+    manager->setListener(listener);
+  }
 
   /// The custom beacon companyId 4660, spaceId kSpaceId, this binding.
-  platform::AdvertisementData customBeacon(std::uint32_t bindingId = 300) const;
-  platform::AdvertisementData iBeacon() const;
+  static platform::AdvertisementData customBeacon(std::uint32_t bindingId = 300) {
+    return platform::SimRadio::customBeaconAdvertisement(kSpaceId, bindingId, kServiceUuid);
+  }
+  static platform::AdvertisementData iBeacon() {
+    return platform::SimRadio::iBeaconAdvertisement(kRegionUuid, 1, 2);
+  }
   /// The iBeacon every second from `from` until `until` seconds since the start.
-  void iBeaconEverySecond(double from, double until);
-  /// Puts the advertisement on the air at that many seconds since the start.
-  void transmitAt(double secondsSinceStart, const platform::AdvertisementData& advertisement);
-  void setLocationStatus(LocationAuthorizationStatus status);
-  std::size_t scanStarts() const;
-  std::size_t scanStops() const;
+  void iBeaconEverySecond(double from, double until) {
+    platform->virtualQueue->scheduleTimer(
+        from - secondsSinceStart(), false,
+        [this, until](platform::Timer&) { radio->transmitEvery(iBeacon(), 1.0, timeAt(until)); });
+  }
+  void transmitAt(double at, const platform::AdvertisementData& advertisement) {
+    radio->transmitAfter(at - secondsSinceStart(), advertisement);
+  }
+  void setLocationStatus(LocationAuthorizationStatus status) {
+    location->setAuthorizationStatus(static_cast<std::int64_t>(status));
+  }
+  std::size_t scanStarts() const {
+    const auto& records = central->scanRecords();
+    return static_cast<std::size_t>(std::count_if(records.begin(), records.end(), [](auto& r) {
+      return r.action == platform::SimBleCentral::ScanRecord::Action::start;
+    }));
+  }
+  std::size_t scanStops() const { return central->scanRecords().size() - scanStarts(); }
   /// A completion that appends to `outcomes`.
-  AbstractBeaconScanner::Completion recordInto(std::vector<ScanOutcome>& outcomes) const;
+  static AbstractBeaconScanner::Completion recordInto(std::vector<ScanOutcome>& outcomes) {
+    return [&outcomes](bool success, const std::optional<LumoraAdBeaconError>& error) {
+      outcomes.push_back({success, error ? std::optional(error->code()) : std::nullopt,
+                          error ? error->message() : ""});
+    };
+  }
 
   BeaconSettings settings;
   const std::shared_ptr<platform::SimRadio> radio = phone.radio;

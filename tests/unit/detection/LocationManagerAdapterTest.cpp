@@ -43,10 +43,6 @@ class LocationAdapter : public SimWorld {
     runFor(0);
     events.clear();
   }
-  std::size_t adapterLogs(LogLevel level, const std::string& function,
-                          const std::string& message) const {
-    return countLogs(level, kAdapter, function, message);
-  }
 
   const std::shared_ptr<platform::SimLocationService> location = phone.location;
   std::shared_ptr<LocationManagerAdapter> adapter = LocationManagerAdapter::create(location);
@@ -74,16 +70,16 @@ TEST_F(LocationAdapter, StateReportsBecomeEntryOrExitForBeaconRegionsOnly) {
   const std::string suffix = std::string(" shop ") + kUuid;
   EXPECT_EQ(events, (std::vector<std::string>{"enter" + suffix, "exit" + suffix}));
 
-  for (const auto* message :
-       {"Region state determined: 1 for region: shop",
-        "Already inside beacon region, starting ranging",
-        "Region state determined: 2 for region: shop", "Outside beacon region",
-        "Region state determined: 0 for region: shop", "Unknown region state",
-        "Region state determined: 9 for region: shop", "Unknown region state: 9",
-        "Region state determined: 1 for region: geo-fence"}) {
-    EXPECT_EQ(adapterLogs(LogLevel::debug, kStateFunction, message), 1u) << message;
-  }
-  EXPECT_EQ(platform->log->records().size(), 9u);
+  const std::string state = std::string("DEBUG ") + kStateFunction + ": ";
+  EXPECT_EQ(
+      logLines(kAdapter),
+      (std::vector<std::string>{
+          state + "Region state determined: 1 for region: shop",
+          state + "Already inside beacon region, starting ranging",
+          state + "Region state determined: 2 for region: shop", state + "Outside beacon region",
+          state + "Region state determined: 0 for region: shop", state + "Unknown region state",
+          state + "Region state determined: 9 for region: shop", state + "Unknown region state: 9",
+          state + "Region state determined: 1 for region: geo-fence"}));
 }
 
 TEST_F(LocationAdapter, ConstraintRangingNamesTheRegionAfterTheUpperCaseUuid) {
@@ -98,9 +94,6 @@ TEST_F(LocationAdapter, ConstraintRangingNamesTheRegionAfterTheUpperCaseUuid) {
 TEST_F(LocationAdapter, StartMonitoringAsksForEveryNotificationAndTheCurrentStateOnce) {
   location->onAdvertisement(platform::SimRadio::iBeaconAdvertisement(kUuid, 1, 2));
   adapter->startMonitoring(BeaconRegion(*Uuid::parse(kUuid), "shop"));
-  EXPECT_EQ(adapterLogs(LogLevel::debug, "startMonitoring(for:)",
-                        "Starting monitoring for region: LumoraBeaconSDK.BeaconRegion"),
-            1u);
   const auto monitored = location->monitoredRegions();
   ASSERT_EQ(monitored.size(), 1u);
   EXPECT_TRUE(monitored[0].notifyOnEntry && monitored[0].notifyOnExit &&
@@ -109,15 +102,14 @@ TEST_F(LocationAdapter, StartMonitoringAsksForEveryNotificationAndTheCurrentStat
             std::vector<BeaconRegion>{BeaconRegion(*Uuid::parse(kUuid), "shop")});
 
   runFor(0);
-  EXPECT_EQ(adapterLogs(LogLevel::debug, "locationManager(_:didStartMonitoringFor:)",
-                        "Started monitoring for region: shop"),
-            1u);
-  EXPECT_EQ(
-      adapterLogs(LogLevel::debug, kStateFunction, "Region state determined: 1 for region: shop"),
-      1u);
-  EXPECT_EQ(adapterLogs(LogLevel::debug, kStateFunction,
-                        "Already inside beacon region, starting ranging"),
-            1u);
+  const auto lines = logLines(kAdapter);
+  ASSERT_GE(lines.size(), 2u);
+  EXPECT_EQ(std::vector(lines.begin(), lines.begin() + 2),
+            (std::vector<std::string>{
+                "DEBUG startMonitoring(for:): Starting monitoring for region: "
+                "LumoraBeaconSDK.BeaconRegion",
+                "DEBUG locationManager(_:didStartMonitoringFor:): Started monitoring for region: "
+                "shop"}));
   EXPECT_EQ(events, std::vector<std::string>{std::string("enter shop ") + kUuid});
 }
 
@@ -125,14 +117,12 @@ TEST_F(LocationAdapter, FailuresAreLoggedAsErrorsOnly) {
   adapter->monitoringDidFail(beaconRegion, {"kCLErrorDomain", 5, "region limit"});
   adapter->monitoringDidFail(std::nullopt, {"kCLErrorDomain", 4, "no region"});
   adapter->didFailWithError({"kCLErrorDomain", 1, "denied"});
-  const std::string monitoring = "locationManager(_:monitoringDidFailFor:withError:)";
-  EXPECT_EQ(
-      adapterLogs(LogLevel::error, monitoring, "Monitoring failed for region shop: region limit"),
-      1u);
-  EXPECT_EQ(adapterLogs(LogLevel::error, monitoring, "Monitoring failed: no region"), 1u);
-  EXPECT_EQ(adapterLogs(LogLevel::error, "locationManager(_:didFailWithError:)",
-                        "Location manager failed: denied"),
-            1u);
+  const std::string monitoring = "ERROR locationManager(_:monitoringDidFailFor:withError:): ";
+  EXPECT_EQ(logLines(kAdapter),
+            (std::vector<std::string>{
+                monitoring + "Monitoring failed for region shop: region limit",
+                monitoring + "Monitoring failed: no region",
+                "ERROR locationManager(_:didFailWithError:): Location manager failed: denied"}));
   EXPECT_TRUE(events.empty());
 }
 

@@ -40,13 +40,15 @@ class PlistUserDefaultsTest : public testing::SimWorld {
 
   void overwrite(const std::string& text) const { std::ofstream(file, std::ios::trunc) << text; }
 
-  std::vector<fs::path> asideFiles() const {
-    std::vector<fs::path> found;
+  // The names in the store's folder that start with prefix, sorted.
+  std::vector<std::string> filesNamed(const std::string& prefix) const {
+    std::vector<std::string> found;
     for (const auto& entry : fs::directory_iterator(file.parent_path())) {
-      if (entry.path().filename().string().starts_with("defaults.plist.corrupt-")) {
-        found.push_back(entry.path());
+      if (entry.path().filename().string().starts_with(prefix)) {
+        found.push_back(entry.path().filename().string());
       }
     }
+    std::sort(found.begin(), found.end());
     return found;
   }
 
@@ -80,29 +82,28 @@ TEST_F(PlistUserDefaultsTest, ValuesSurviveNewStoreObjectsAndTemporaryFilesOfCra
   EXPECT_EQ(reopened.stringForKey("LumoraBeaconSDK.PhoneNumber"), std::nullopt);
   EXPECT_NE(contents().find("<plist"), std::string::npos);
   EXPECT_EQ(errorLines(), 0u);
-  std::vector<std::string> left;
-  for (const auto& entry : fs::directory_iterator(file.parent_path())) {
-    left.push_back(entry.path().filename().string());
-  }
-  std::sort(left.begin(), left.end());
-  EXPECT_EQ(left, (std::vector<std::string>{"defaults.plist", "defaults.plist.lock",
-                                            "other.plist.tmp-a1B2c3"}));
+  EXPECT_EQ(filesNamed(""), (std::vector<std::string>{"defaults.plist", "defaults.plist.lock",
+                                                      "other.plist.tmp-a1B2c3"}));
 }
 
-// Anything but a flat dictionary of strings is set aside, keeping the identifier
-// when it is whole and never inventing one.
+// Anything but a flat dictionary of strings is set aside under a name the one
+// error line gives, keeping the identifier when it is whole and never inventing
+// one; the recovery is written back, so the store is whole again.
 TEST_F(PlistUserDefaultsTest, HostileFilesAreSetAsideAndReportedOnce) {
   const std::string head = R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict>)";
   const std::string id =
       std::string("<key>") + kUuidKey + "</key><string>" + kIdentifier + "</string>";
   const std::string tail = "</dict></plist>";
   const auto nested = [](int depth) {
-    std::string text = "<key>deep</key>";
-    for (int i = 0; i < depth; ++i) text += "<array>";
-    for (int i = 0; i < depth; ++i) text += "</array>";
-    return text;
+    return "<key>deep</key>" + std::string(depth * 7, ' ').replace(0, depth * 7, [&] {
+      std::string text;
+      for (int i = 0; i < depth; ++i) text += "<array>";
+      for (int i = 0; i < depth; ++i) text += "</array>";
+      return text;
+    }());
   };
   store().setString(kUuidKey, kIdentifier);
+  store().setString("LumoraBeaconSDK.Email", "a@example.com");
   const std::string whole = contents();
   const std::optional<std::string> none;
   const struct {
@@ -110,6 +111,8 @@ TEST_F(PlistUserDefaultsTest, HostileFilesAreSetAsideAndReportedOnce) {
     std::string text;
     std::optional<std::string> recovered = kIdentifier;
   } cases[] = {
+      {"cut short after the identifier",
+       whole.substr(0, whole.find("</string>", whole.find(kIdentifier)) + 9)},
       {"the identifier cut through", whole.substr(0, whole.find(kIdentifier) + 20), none},
       {"garbage", "\x01\x02 not a property list", none},
       {"an empty file", "", none},
@@ -123,37 +126,26 @@ TEST_F(PlistUserDefaultsTest, HostileFilesAreSetAsideAndReportedOnce) {
        head + id + "<key>big</key><string>" + std::string(1 << 20, 'x') + "</string>" + tail},
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
     overwrite(c.text);
-    const auto before = asideFiles().size();
-    const auto errors = errorLines();
-    EXPECT_EQ(store().stringForKey(kUuidKey), c.recovered) << c.name;
-    EXPECT_EQ(asideFiles().size(), before + 1) << c.name;
-    EXPECT_EQ(errorLines(), errors + 1) << c.name;
-    EXPECT_LT(fs::file_size(file), 1024u) << c.name << ": only the identifier is written back";
+    const auto before = filesNamed("defaults.plist.corrupt-");
+    platform->log->clear();
+    EXPECT_EQ(store().stringForKey(kUuidKey), c.recovered);
+    EXPECT_EQ(store().stringForKey("LumoraBeaconSDK.Email"), std::nullopt);
+    auto aside = filesNamed("defaults.plist.corrupt-");
+    ASSERT_EQ(aside.size(), before.size() + 1);
+    for (const auto& old : before) std::erase(aside, old);
+    std::ostringstream kept;
+    kept << std::ifstream(file.parent_path() / aside.at(0)).rdbuf();
+    EXPECT_EQ(kept.str(), c.text);
+    ASSERT_EQ(errorLines(), 1u);
+    const auto record = platform->log->records().at(0);
+    EXPECT_EQ(record.file, "PlistUserDefaults");
+    EXPECT_NE(record.message.find((file.parent_path() / aside[0]).string()), std::string::npos)
+        << record.message;
+    EXPECT_LT(fs::file_size(file), 1024u) << "only the identifier is written back";
+    EXPECT_EQ(contents().find(kIdentifier) != std::string::npos, c.recovered.has_value());
   }
-}
-
-TEST_F(PlistUserDefaultsTest, DamagedFileIsSetAsideLoggedAndTheIdentifierRecovered) {
-  store().setString(kUuidKey, kIdentifier);
-  store().setString("LumoraBeaconSDK.Email", "a@example.com");
-  const std::string whole = contents();
-  const auto cut = whole.find("</string>", whole.find(kIdentifier)) + 9;
-  ASSERT_LT(cut, whole.size());
-  overwrite(whole.substr(0, cut));  // cut short after the identifier
-
-  EXPECT_EQ(store().stringForKey(kUuidKey), kIdentifier);
-  EXPECT_EQ(store().stringForKey("LumoraBeaconSDK.Email"), std::nullopt);
-  const auto aside = asideFiles();
-  ASSERT_EQ(aside.size(), 1u);
-  std::ostringstream kept;
-  kept << std::ifstream(aside[0]).rdbuf();
-  EXPECT_EQ(kept.str(), whole.substr(0, cut));
-  ASSERT_EQ(errorLines(), 1u);
-  const auto record = platform->log->records().at(0);
-  EXPECT_EQ(record.file, "PlistUserDefaults");
-  EXPECT_NE(record.message.find(aside[0].string()), std::string::npos) << record.message;
-  // The recovery was written back: the store is whole again.
-  EXPECT_NE(contents().find(kIdentifier), std::string::npos);
 }
 
 TEST_F(PlistUserDefaultsTest, ALockHeldElsewhereNeitherBlocksNorLosesValues) {

@@ -134,7 +134,6 @@ class RouteDump {
   NetlinkReachabilityService::DumpScan scan() const {
     return NetlinkReachabilityService::scanDump(bytes_, 7);
   }
-  bool hasDefaultRoute() const { return !scan().defaultPaths.empty(); }
 
  private:
   nlmsghdr* append(std::size_t size) {
@@ -145,33 +144,31 @@ class RouteDump {
   std::vector<std::uint8_t> bytes_;
 };
 
+// Only a unicast default route of the main table counts; done and error
+// messages end the dump.
 TEST(NetlinkRouteDumpTest, OnlyAUnicastDefaultRouteOfTheMainTableCounts) {
   const struct {
     RouteDump dump;
-    bool counts;
+    std::size_t defaults;
+    bool done = false;
+    std::optional<int> error = std::nullopt;
   } cases[] = {
-      {RouteDump().route(24, RTN_UNICAST, RT_TABLE_MAIN).route(0, RTN_UNICAST, RT_TABLE_MAIN),
-       true},
-      {RouteDump().route(0, RTN_UNICAST, RT_TABLE_MAIN, true), true},
-      {RouteDump().route(24, RTN_UNICAST, RT_TABLE_MAIN), false},
-      {RouteDump().route(0, RTN_UNREACHABLE, RT_TABLE_MAIN), false},
-      {RouteDump().route(0, RTN_UNICAST, 100), false},
-      {RouteDump().route(0, RTN_UNICAST, 300, true), false},
-      {RouteDump().route(0, RTN_UNICAST, RT_TABLE_MAIN, false, 8), false},  // another dump's
+      {RouteDump().route(24, RTN_UNICAST, RT_TABLE_MAIN).route(0, RTN_UNICAST, RT_TABLE_MAIN), 1},
+      {RouteDump().route(0, RTN_UNICAST, RT_TABLE_MAIN, true), 1},
+      {RouteDump().route(24, RTN_UNICAST, RT_TABLE_MAIN), 0},
+      {RouteDump().route(0, RTN_UNREACHABLE, RT_TABLE_MAIN), 0},
+      {RouteDump().route(0, RTN_UNICAST, 100), 0},
+      {RouteDump().route(0, RTN_UNICAST, 300, true), 0},
+      {RouteDump().route(0, RTN_UNICAST, RT_TABLE_MAIN, false, 8), 0},  // another dump's
+      {RouteDump().route(0, RTN_UNICAST, RT_TABLE_MAIN).control(NLMSG_DONE), 1, true},
+      {RouteDump().control(NLMSG_ERROR, EPERM), 0, false, EPERM},
   };
   for (std::size_t i = 0; i < std::size(cases); ++i) {
-    EXPECT_EQ(cases[i].dump.hasDefaultRoute(), cases[i].counts) << "case " << i;
+    const auto scan = cases[i].dump.scan();
+    EXPECT_EQ(scan.defaultPaths.size(), cases[i].defaults) << "case " << i;
+    EXPECT_EQ(scan.done, cases[i].done) << "case " << i;
+    EXPECT_EQ(scan.error, cases[i].error) << "case " << i;
   }
-}
-
-TEST(NetlinkRouteDumpTest, DoneAndErrorMessagesEndTheDump) {
-  const auto partial = RouteDump().route(0, RTN_UNICAST, RT_TABLE_MAIN).scan();
-  EXPECT_FALSE(partial.done);
-  const auto done = RouteDump().route(0, RTN_UNICAST, RT_TABLE_MAIN).control(NLMSG_DONE).scan();
-  EXPECT_TRUE(done.done);
-  EXPECT_EQ(done.defaultPaths.size(), 1u);
-  const auto failed = RouteDump().control(NLMSG_ERROR, EPERM).scan();
-  EXPECT_EQ(failed.error, EPERM);
 }
 
 }  // namespace

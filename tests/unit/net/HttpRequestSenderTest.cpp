@@ -5,7 +5,6 @@
 #include <string>
 #include <utility>
 
-#include "core/net/HttpRequestBuilder.hpp"
 #include "core/net/HttpRequestSender.hpp"
 #include "unit/net/NetTestSupport.hpp"
 
@@ -73,9 +72,7 @@ TEST(HttpRequestSenderClassificationTest, OnlyAnsweredRequestsWithStatus2xxReach
       {result(100), httpError(100)},
       {result(199), httpError(199)},
       {result(300), httpError(300)},
-      {result(302), httpError(302)},
       {result(400), httpError(400)},
-      {result(503), httpError(503)},
       {result(999), httpError(999)},
       {result(200, refused), refused},  // the transport's error wins
       {result(std::nullopt), PlatformError{"LumoraBeaconSDK", 0, "Invalid HTTP response"}},
@@ -91,38 +88,6 @@ TEST(HttpRequestSenderClassificationTest, OnlyAnsweredRequestsWithStatus2xxReach
     EXPECT_EQ(outcome.error->code, error->code);
     EXPECT_EQ(outcome.error->localizedDescription, error->localizedDescription);
   }
-}
-
-class HttpRequestSenderTest : public testing::NetTest {
- protected:
-  platform::HttpRequest get(const std::string& path) const {
-    return *HttpRequestBuilder(urls, server.url(path)).build();
-  }
-};
-
-TEST_F(HttpRequestSenderTest, NoContentReachesTheHandlerWithAnEmptyBody) {
-  server.respond("/empty", {204});
-  const auto outcome = send(session, get("/empty"));
-  EXPECT_FALSE(outcome.error);
-  EXPECT_EQ(outcome.handlerCalls, 1);
-  EXPECT_TRUE(!outcome.value || outcome.value->empty());
-}
-
-TEST_F(HttpRequestSenderTest, BuiltGetCarriesJsonContentTypeAndNoQuestionMarkOnTheWire) {
-  server.respond("/x/device_events", {200});
-  send(session, *HttpRequestBuilder(urls, server.url("/x/")).setPath("device_events").build());
-  send(session, *HttpRequestBuilder(urls, server.url("/x?old=1"))
-                     .setPath("device_events")
-                     .addQueryParameter("k", "a b")
-                     .build());
-  const auto seen = server.requests();
-  ASSERT_EQ(seen.size(), 2u);
-  EXPECT_EQ(seen[0].target, "/x/device_events");
-  EXPECT_FALSE(seen[0].query);
-  EXPECT_EQ(seen[0].headerValues("Content-Type"), std::vector<std::string>{"application/json"});
-  EXPECT_EQ(seen[0].body, "");
-  EXPECT_EQ(seen[1].path, "/x/device_events");
-  EXPECT_EQ(seen[1].query, "k=a%20b");
 }
 
 }  // namespace

@@ -69,13 +69,13 @@ class CompletionProbe {
 /// plus a real HTTPS server and a real session that trusts it.
 class NetTest : public SimWorld {
  protected:
-  NetTest() : SimWorld(arm64()) {}
+  NetTest()
+      : SimWorld([] {
+          auto options = installed();
+          options.machine = "arm64-test";
+          return options;
+        }()) {}
 
-  static platform::SimPhoneOptions arm64() {
-    auto options = installed();
-    options.machine = "arm64-test";
-    return options;
-  }
   platform::CurlHttpSessionOptions trustingOptions() const {
     platform::CurlHttpSessionOptions options;
     options.extraCaFile = server.caFile();

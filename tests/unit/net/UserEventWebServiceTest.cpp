@@ -28,12 +28,11 @@ class UserEventWebServiceTest : public testing::NetTest {
     server.respond("/notrack/device_events", {200});
   }
 
-  std::shared_ptr<UserEventWebService> serviceWith(std::optional<ClientProfile> profile,
-                                                   std::shared_ptr<platform::HttpSession> on) {
+  std::shared_ptr<UserEventWebService> serviceWith(std::optional<ClientProfile> profile) {
     return std::make_shared<UserEventWebService>(
         APIConfiguration(Environment::production, server.url("/track"), server.url("/notrack/"),
                          "cdn.example", "b"),
-        std::make_shared<HttpRequestSender>(std::move(on)), urls, std::move(profile));
+        std::make_shared<HttpRequestSender>(session), urls, std::move(profile));
   }
 
   static EventRequest event(EventType type, const ClientProfile& profile,
@@ -57,37 +56,15 @@ class UserEventWebServiceTest : public testing::NetTest {
   ClientProfile full{"+15551234", "a@b.example", "Shop", "AD-ID"};
 };
 
-TEST_F(UserEventWebServiceTest, EndpointFollowsTheServicesOwnProfile) {
-  const auto service = serviceWith(full, session);
+// The service's own profile, not the event's, picks the endpoint: an advertising
+// identifier (even an empty one) means tracking.
+TEST_F(UserEventWebServiceTest, RequestEventGoesWhereTheServicesProfileSaysKeyByKey) {
+  const auto service = serviceWith(full);
   EXPECT_EQ(service->getClientUUID(), kInstallationId);
-  send(*service, event(EventType::request, bare));
-  EXPECT_EQ(lastPath(), "/track/device_events");
-
-  service->setClientProfile(bare);
-  send(*service, event(EventType::request, full));
-  EXPECT_EQ(lastPath(), "/notrack/device_events");
-
-  service->setClientProfile(ClientProfile(std::nullopt, std::nullopt, "Shop", ""));
-  send(*service, event(EventType::request, bare));
-  EXPECT_EQ(lastPath(), "/track/device_events");
-
-  service->setClientProfile(std::nullopt);
-  send(*service, event(EventType::request, full));
-  EXPECT_EQ(lastPath(), "/notrack/device_events");
-  EXPECT_EQ(service->getClientUUID(), "");
-
-  for (const auto& request : server.requests()) {
-    EXPECT_EQ(request.method, "POST");
-    EXPECT_FALSE(request.query);
-    EXPECT_EQ(request.headerValues("Content-Type"), std::vector<std::string>{"application/json"});
-  }
-}
-
-TEST_F(UserEventWebServiceTest, RequestEventBodyKeyByKey) {
-  const auto service = serviceWith(full, session);
   const auto [success, error] = send(*service, event(EventType::request, full));
   EXPECT_TRUE(success);
   EXPECT_FALSE(error);
+  EXPECT_EQ(lastPath(), "/track/device_events");
   const json expected = {
       {"timestamp", 1700000000123},
       {"eventType", "request"},
@@ -105,10 +82,27 @@ TEST_F(UserEventWebServiceTest, RequestEventBodyKeyByKey) {
   EXPECT_EQ(lastBody(), expected);
   EXPECT_TRUE(lastBody()["timestamp"].is_number_integer());
   EXPECT_TRUE(lastBody()["bindingId"].is_number_integer());
+
+  const std::pair<std::optional<ClientProfile>, const char*> steps[] = {
+      {bare, "/notrack/device_events"},
+      {ClientProfile(std::nullopt, std::nullopt, "Shop", ""), "/track/device_events"},
+      {std::nullopt, "/notrack/device_events"},
+  };
+  for (const auto& [profile, path] : steps) {
+    service->setClientProfile(profile);
+    send(*service, event(EventType::request, full));
+    EXPECT_EQ(lastPath(), path);
+  }
+  EXPECT_EQ(service->getClientUUID(), "");
+  for (const auto& request : server.requests()) {
+    EXPECT_EQ(request.method, "POST");
+    EXPECT_FALSE(request.query);
+    EXPECT_EQ(request.headerValues("Content-Type"), std::vector<std::string>{"application/json"});
+  }
 }
 
 TEST_F(UserEventWebServiceTest, NotificationAndClickEventsCarryCampaignAndCreative) {
-  const auto service = serviceWith(bare, session);
+  const auto service = serviceWith(bare);
   server.respond("/notrack/device_events", {204, "not even json"});  // the reply is not read
   for (const auto type : {EventType::notification, EventType::click}) {
     EXPECT_TRUE(std::get<0>(send(*service, event(type, bare, 12, 345))));
@@ -136,7 +130,7 @@ TEST_F(UserEventWebServiceTest, UrlFailuresAreReportedNotThrown) {
 
 // Meaningful under the thread sanitizer: replacement and reads race freely.
 TEST_F(UserEventWebServiceTest, ProfileIsReplacedWhileOtherThreadsReadIt) {
-  const auto service = serviceWith(full, session);
+  const auto service = serviceWith(full);
   std::atomic<bool> done{false};
   std::thread writer([&] {
     for (int i = 0; i < 2000; ++i) service->setClientProfile(i % 2 ? full : bare);
