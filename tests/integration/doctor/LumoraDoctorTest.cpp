@@ -1,11 +1,12 @@
-#include <glib.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -34,26 +35,21 @@ struct Situation {
 
 void PrintTo(const Situation& situation, std::ostream* out) { *out << situation.name; }
 
-/// Both endpoint groups, with or without the beacon settings.
-std::string plist(const std::string& events, const std::string& noTracking, const std::string& cdn,
-                  bool beaconSettings) {
-  std::string text =
-      R"(<?xml version="1.0"?><plist version="1.0"><dict><key>APIEndpoints</key><dict>)";
-  for (const char* group : {"Production", "Stage"}) {
-    text += std::string("<key>") + group + "</key><dict><key>EventURL</key><string>" + events +
-            "</string><key>NoTrackingEventURL</key><string>" + noTracking +
-            "</string><key>CreativeCDNURL</key><string>" + cdn +
-            "</string><key>CreativeBucketName</key><string>bucket</string></dict>";
-  }
-  text += "</dict>";
-  if (beaconSettings) {
-    text += R"(<key>BeaconSettings</key><dict>
-<key>AppleBeacon</key><dict><key>UUID</key><string>E2C56DB5-DFFB-48D2-B060-D0F5A71096E0</string>
-<key>Identifier</key><string>store</string></dict>
-<key>CustomBeacon</key><dict><key>ServiceUUID</key>
-<string>0000FEAA-0000-1000-8000-00805F9B34FB</string></dict></dict>)";
-  }
-  return text + "</dict></plist>";
+/// Both endpoint groups at these endpoints, with or without the beacon settings.
+std::string plist(const std::string& events, const std::string& cdn, bool beaconSettings) {
+  const std::string group = "<dict><key>EventURL</key><string>" + events +
+                            "</string><key>NoTrackingEventURL</key><string>" + events +
+                            "</string><key>CreativeCDNURL</key><string>" + cdn +
+                            "</string><key>CreativeBucketName</key><string>bucket</string></dict>";
+  return R"(<?xml version="1.0"?><plist version="1.0"><dict><key>APIEndpoints</key><dict>)"
+         "<key>Production</key>" +
+         group + "<key>Stage</key>" + group + "</dict>" +
+         (beaconSettings ? R"(<key>BeaconSettings</key><dict><key>AppleBeacon</key><dict>
+<key>UUID</key><string>E2C56DB5-DFFB-48D2-B060-D0F5A71096E0</string><key>Identifier</key>
+<string>store</string></dict><key>CustomBeacon</key><dict><key>ServiceUUID</key>
+<string>0000FEAA-0000-1000-8000-00805F9B34FB</string></dict></dict>)"
+                         : "") +
+         "</dict></plist>";
 }
 
 class LumoraDoctorTest : public ::testing::TestWithParam<Situation> {
@@ -82,52 +78,42 @@ class LumoraDoctorTest : public ::testing::TestWithParam<Situation> {
       bus->startTemplate("notification_daemon", "org.freedesktop.Notifications",
                          std::string(R"({"capabilities": ")") + capabilities + R"("})");
     }
-    const std::string events = s.events ? s.events : server.url("/v1/events");
-    const std::string noTracking = s.events ? "https://127.0.0.1:1/v1/events" : server.url("/nt");
     std::ofstream(directory / "sdk.plist")
         << (s.fault == "not a plist"
                 ? "<plist><dict>"
-                : plist(events, noTracking, s.cdn ? s.cdn : server.hostAndPort(),
-                        s.fault != "no beacon settings"));
+                : plist(s.events ? s.events : server.url("/v1/events"),
+                        s.cdn ? s.cdn : server.hostAndPort(), s.fault != "no beacon settings"));
     configFile = directory / (s.fault == "missing config" ? "absent.plist" : "sdk.plist");
     std::ofstream(directory / "plain-file") << "x";
-    environment = {
-        {"DBUS_SYSTEM_BUS_ADDRESS", bus->address()},
-        {"DBUS_SESSION_BUS_ADDRESS", bus->address()},
-        {"XDG_CONFIG_HOME",
-         (directory / (s.fault == "config home is a file" ? "plain-file" : "config")).string()}};
+    const auto set = [this](const std::string& name, const std::string& value) {
+      environment += name + "='" + value + "' ";
+    };
+    set("DBUS_SYSTEM_BUS_ADDRESS", bus->address());
+    set("DBUS_SESSION_BUS_ADDRESS", bus->address());
+    set("XDG_CONFIG_HOME",
+        directory / (s.fault == "config home is a file" ? "plain-file" : "config"));
     if (s.fault != "untrusted") {
-      environment["LUMORA_CA_FILE"] =
-          s.fault == "other CA" ? server.otherCaFile() : server.caFile();
+      set("LUMORA_CA_FILE", s.fault == "other CA" ? server.otherCaFile() : server.caFile());
     }
   }
 
-  /// Runs the doctor; its exit status, output and error output.
-  std::tuple<int, std::string, std::string> run(std::vector<std::string> arguments) {
-    gchar** envp = g_environ_unsetenv(g_get_environ(), "LUMORA_CA_FILE");
-    for (const auto& [name, value] : environment) {
-      envp = g_environ_setenv(envp, name.c_str(), value.c_str(), TRUE);
-    }
-    arguments.insert(arguments.begin(), LUMORA_DOCTOR_PATH);
-    std::vector<gchar*> argv;
-    for (auto& argument : arguments) argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    gchar *out = nullptr, *err = nullptr;
-    gint wait = 0;
-    const bool spawned = g_spawn_sync(nullptr, argv.data(), envp, G_SPAWN_DEFAULT, nullptr, nullptr,
-                                      &out, &err, &wait, nullptr);
-    g_strfreev(envp);
-    EXPECT_TRUE(spawned) << LUMORA_DOCTOR_PATH;
-    std::tuple result{spawned && WIFEXITED(wait) ? WEXITSTATUS(wait) : -1,
-                      std::string(out ? out : ""), std::string(err ? err : "")};
-    g_free(out);
-    g_free(err);
-    return result;
+  /// Runs the doctor with these arguments; its exit status, output and error output.
+  std::tuple<int, std::string, std::string> run(const std::string& arguments) {
+    const fs::path out = directory / "out", err = directory / "err";
+    const int wait = std::system(("env -u LUMORA_CA_FILE " + environment + LUMORA_DOCTOR_PATH " " +
+                                  arguments + " >" + out.string() + " 2>" + err.string())
+                                     .c_str());
+    const auto read = [](const fs::path& file) {
+      std::ostringstream text;
+      text << std::ifstream(file).rdbuf();
+      return text.str();
+    };
+    return {WIFEXITED(wait) ? WEXITSTATUS(wait) : -1, read(out), read(err)};
   }
 
   /// Each check's status and detail, from the JSON report.
   std::map<std::string, std::pair<std::string, std::string>> checks(int& exitStatus) {
-    const auto [status, out, err] = run({"--json", "--config", configFile.string()});
+    const auto [status, out, err] = run("--json --config " + configFile.string());
     exitStatus = status;
     std::map<std::string, std::pair<std::string, std::string>> result;
     const auto report = nlohmann::json::parse(out);
@@ -144,7 +130,7 @@ class LumoraDoctorTest : public ::testing::TestWithParam<Situation> {
   fs::path directory =
       fs::temp_directory_path() / ("lumora-doctor-test-" + std::to_string(getpid()));
   fs::path configFile;
-  std::map<std::string, std::string> environment;
+  std::string environment;  // NAME='value' ...
 };
 
 TEST_F(LumoraDoctorTest, AHealthyMachinePassesEveryCheckInBothOutputs) {
@@ -161,14 +147,14 @@ TEST_F(LumoraDoctorTest, AHealthyMachinePassesEveryCheckInBothOutputs) {
   EXPECT_NE(checks["sdk.plist"].second.find(configFile.string()), std::string::npos);
   EXPECT_NE(checks["endpoints"].second.find(server.url("/v1/events")), std::string::npos);
   EXPECT_FALSE(bluez->discovering()) << "the discovery probe must not stay on";
-  const auto [status, text, err] = run({"--config", configFile.string()});
+  const auto [status, text, err] = run("--config " + configFile.string());
   EXPECT_EQ(status, 0);
   for (const auto& name : kCheckNames) {
     EXPECT_NE(text.find("ok      " + name), std::string::npos) << name << "\n" << text;
   }
-  for (const auto& arguments : std::vector<std::vector<std::string>>{{"--bogus"}, {"--config"}}) {
+  for (const char* arguments : {"--bogus", "--config"}) {
     const auto [code, out, error] = run(arguments);
-    EXPECT_EQ(code, 2) << arguments[0];
+    EXPECT_EQ(code, 2) << arguments;
     EXPECT_TRUE(out.empty());
     EXPECT_EQ(std::count(error.begin(), error.end(), '\n'), 1) << error;
   }
