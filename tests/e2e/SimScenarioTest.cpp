@@ -1,9 +1,15 @@
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <sstream>
+#include <variant>
 
-#include "SimRun.hpp"
+#include "devserver/DevServerEngine.hpp"
+#include "gtest/gtest.h"
 
 namespace lumora::testing {
 namespace {
@@ -12,9 +18,8 @@ using nlohmann::json;
 
 const std::filesystem::path kStoreVisit =
     std::filesystem::path(LUMORA_EXAMPLES_DIR) / "store-visit" / "scenario.json";
-constexpr const char* kGateClosed = "iBeacon timeout reached, stopped custom beacon scanning";
-constexpr const char* kNotInitialized =
-    "LumoraAdBeaconSDK is not initialized, please call initiate method first";
+constexpr const char* kIBeaconUuid = "3F1C2A9E-7B4D-4E8A-9C61-5D2E8F0A7B13";
+constexpr const char* kServiceUuid = "6E4A0001-8C2B-4F3D-9A57-1B0C3D2E4F60";
 
 json at(double time, const std::string& action, json fields = json::object()) {
   fields["at"] = time;
@@ -44,24 +49,174 @@ std::size_t lineCount(const std::string& text) {
   return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
-/// When the scenario puts its last iBeacon on the air.
-double lastIBeacon(const json& scenario) {
-  double last = -1;
-  for (const auto& step : scenario["steps"]) {
-    if (step["action"] != "ibeacon") continue;
-    const double from = step["at"], every = step["every"], until = step["until"];
-    last = std::max(last, from + std::floor((until - from) / every) * every);
-  }
-  return last;
+std::string readText(const std::filesystem::path& path) {
+  std::stringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  return text.str();
 }
 
-class SimScenarioTest : public SimRun {};
+void writeText(const std::filesystem::path& path, const std::string& text) {
+  std::filesystem::create_directories(path.parent_path());
+  std::ofstream(path) << text;
+}
+
+/// lumora-sim runs against a development server: the scenario and sdk.plist
+/// in a temporary folder, the simulator run as its own process, its
+/// JSON-lines records read back.
+class SimScenarioTest : public ::testing::Test {
+ protected:
+  struct Result {
+    int exitCode = -1;
+    std::vector<json> records;
+    std::string errorOutput;
+  };
+  /// How lumora-sim is started: its working directory, where its standard
+  /// output goes, and TMPDIR (unset: inherited).
+  struct Process {
+    std::filesystem::path workingDirectory = ".";
+    std::filesystem::path standardOutput = "/dev/null";
+    std::optional<std::filesystem::path> temporaryDirectory = std::nullopt;
+  };
+
+  SimScenarioTest() {
+    std::filesystem::remove_all(folder);
+    writeText(
+        folder / "creatives/e2e/binding/3/0/0/ios.json",
+        R"({"campaignId":12,"creativeId":345,"title":"Hello","message":"Come in","data":"d"})");
+    writeText(folder / "creatives/e2e/binding/1/2/3/4/ios.json",
+              R"({"campaignId":12,"creativeId":346,"title":"Once","message":"a day",
+                  "frequencyCapping":{"intervalHours":24,"maxFrequency":1}})");
+    writeText(folder / "creatives/e2e/binding/6/6/6/ios.json",
+              R"({"title":"no ids","message":"m"})");
+    tools::DevServerConfig config;
+    config.creativesDir = folder / "creatives";
+    config.certDir = folder / "cert";
+    config.closeAfterEachRequest = true;
+    server = std::make_unique<tools::DevServerEngine>(config);
+    server->start();
+    const auto entry = [](const std::string& key, const std::string& value) {
+      return "<key>" + key + "</key><string>" + value + "</string>";
+    };
+    const std::string events = "https://" + server->hostAndPort();
+    const std::string group = "<dict>" + entry("EventURL", events + "/tracking") +
+                              entry("NoTrackingEventURL", events + "/no-tracking") +
+                              entry("CreativeCDNURL", server->hostAndPort()) +
+                              entry("CreativeBucketName", "e2e") + "</dict>";
+    writeText(folder / "sdk.plist",
+              "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>APIEndpoints</key><dict>"
+              "<key>Stage</key>" +
+                  group + "<key>Production</key>" + group +
+                  "</dict><key>BeaconSettings</key><dict><key>AppleBeacon</key><dict>" +
+                  entry("UUID", kIBeaconUuid) + entry("Identifier", "store") +
+                  "</dict><key>CustomBeacon</key><dict>" + entry("ServiceUUID", kServiceUuid) +
+                  "</dict></dict></dict></plist>");
+  }
+
+  ~SimScenarioTest() override {
+    server->stop();
+    std::filesystem::remove_all(folder);
+  }
+
+  /// A scenario of these steps that uses sdk.plist and the server's CA.
+  json scenario(const json& steps, double until) const {
+    return {{"config", "sdk.plist"},
+            {"caFile", server->caFile().string()},
+            {"startTime", 1700000000.0},
+            {"initial",
+             {{"location", "authorizedAlways"},
+              {"bluetooth", "poweredOn"},
+              {"notifications", "authorized"},
+              {"network", true}}},
+            {"steps", steps},
+            {"until", until}};
+  }
+
+  struct Exit {
+    int code = -1;
+    std::string errorOutput;
+  };
+  /// Runs lumora-sim with these arguments and waits for it.
+  Exit runSim(const std::vector<std::string>& arguments, const Process& process) {
+    const auto errors = folder / "stderr.txt";
+    std::vector<char*> argv{const_cast<char*>(LUMORA_SIM_PATH)};
+    for (const std::string& argument : arguments)
+      argv.push_back(const_cast<char*>(argument.c_str()));
+    argv.push_back(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+      std::freopen(errors.c_str(), "w", stderr);
+      std::freopen(process.standardOutput.c_str(), "w", stdout);
+      if (process.temporaryDirectory) setenv("TMPDIR", process.temporaryDirectory->c_str(), 1);
+      if (chdir(process.workingDirectory.c_str()) != 0) _exit(126);
+      execv(LUMORA_SIM_PATH, argv.data());
+      _exit(127);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readText(errors)};
+  }
+
+  /// Runs a scenario (a file, or one written from JSON) with --jsonl and any further arguments.
+  Result run(const std::variant<std::filesystem::path, json>& scenario,
+             const std::vector<std::string>& moreArguments = {}) {
+    std::filesystem::path file = folder / "scenario.json";
+    if (const auto* given = std::get_if<std::filesystem::path>(&scenario)) {
+      file = *given;
+    } else {
+      writeText(file, std::get<json>(scenario).dump(2));
+    }
+    const auto jsonl = folder / "out.jsonl";
+    std::filesystem::remove(jsonl);
+    std::vector<std::string> arguments{file.string(), "--jsonl", jsonl.string()};
+    arguments.insert(arguments.end(), moreArguments.begin(), moreArguments.end());
+    const Exit exit = runSim(arguments, Process{});
+    Result result{exit.code, {}, exit.errorOutput};
+    std::ifstream in(jsonl);
+    for (std::string line; std::getline(in, line);) result.records.push_back(json::parse(line));
+    return result;
+  }
+
+  static std::vector<json> ofKind(const Result& result, const std::string& kind) {
+    std::vector<json> matching;
+    std::copy_if(result.records.begin(), result.records.end(), std::back_inserter(matching),
+                 [&kind](const json& record) { return record["kind"] == kind; });
+    return matching;
+  }
+  static std::vector<std::string> callbackNames(const Result& result) {
+    std::vector<std::string> names;
+    for (const auto& record : ofKind(result, "callback")) names.push_back(record["name"]);
+    return names;
+  }
+  /// The times of the log records with this message.
+  static std::vector<double> logTimes(const Result& result, const std::string& message) {
+    std::vector<double> times;
+    for (const auto& record : ofKind(result, "log")) {
+      if (record["message"] == message) times.push_back(record["t"]);
+    }
+    return times;
+  }
+  /// Events the server received, of one type ("request", "notification", "click").
+  std::vector<json> eventsOfType(const std::string& type) const {
+    std::vector<json> matching;
+    for (const auto& event : server->events()) {
+      if (event.body.is_object() && event.body.value("eventType", "") == type) {
+        matching.push_back(event.body);
+      }
+    }
+    return matching;
+  }
+
+  std::filesystem::path folder = std::filesystem::temp_directory_path() /
+                                 ("lumora-e2e-" + std::to_string(::getpid()) + "-" +
+                                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
+  std::unique_ptr<tools::DevServerEngine> server;
+};
 
 // The shipped demo, run as shipped: the whole job, the gate closing 10 to 11 s
 // after the last iBeacon on the air, its story and the picture of the run.
 TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTime) {
   const auto svg = folder / "visit.svg", story = folder / "story.txt";
-  const auto result = runFile(kStoreVisit, {"--svg", svg.string()}, {});
+  const auto result = run(kStoreVisit, {"--svg", svg.string()});
   ASSERT_EQ(result.exitCode, 0) << result.errorOutput;
   EXPECT_EQ(callbackNames(result),
             (std::vector<std::string>{"onInitialized", "onCreativeReceived",
@@ -95,19 +250,21 @@ TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTi
   runSim({kStoreVisit.string(), "--verbose"}, {.standardOutput = story});
   EXPECT_TRUE(contains(readText(story), "Skipping duplicate beacon data"));
 
-  const double lastOnAir = lastIBeacon(json::parse(std::ifstream(kStoreVisit)));
-  ASSERT_GE(lastOnAir, 0.0);
-  std::optional<double> stop;
-  for (const auto& scan : scans) {
-    if (scan["action"] == "stop" && scan["t"].get<double>() > lastOnAir) {
-      stop = scan["t"].get<double>();
-      break;
-    }
+  // The gate closes once, 10 to 11 s after the last iBeacon on the air, stopping the scan.
+  const json shipped = json::parse(std::ifstream(kStoreVisit));
+  double lastOnAir = -1;
+  for (const auto& step : shipped["steps"]) {
+    if (step["action"] != "ibeacon") continue;
+    const double from = step["at"], every = step["every"], until = step["until"];
+    lastOnAir = std::max(lastOnAir, from + std::floor((until - from) / every) * every);
   }
-  ASSERT_TRUE(stop.has_value());
-  EXPECT_GE(*stop - lastOnAir, 10.0);
-  EXPECT_LE(*stop - lastOnAir, 11.0);
-  EXPECT_EQ(logTimes(result, kGateClosed), std::vector<double>{*stop});
+  const auto closed = logTimes(result, "iBeacon timeout reached, stopped custom beacon scanning");
+  ASSERT_EQ(closed.size(), 1u);
+  EXPECT_GE(closed[0] - lastOnAir, 10.0);
+  EXPECT_LE(closed[0] - lastOnAir, 11.0);
+  EXPECT_TRUE(std::any_of(scans.begin(), scans.end(), [&](const json& scan) {
+    return scan["action"] == "stop" && scan["t"] == closed[0];
+  }));
 
   // x = 270 + t * 940 / 150 for this 150-second run.
   const std::string picture = readText(svg);
@@ -143,7 +300,6 @@ TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTi
 // One visit through the facade's guards, the pipeline's failures, a tap, the
 // profile choosing the endpoint, and a refused notification.
 TEST_F(SimScenarioTest, OneVisitShowsGuardsFailuresTapsProfilesAndRefusals) {
-  writePlist({});
   const auto result = run(scenario({updateProfile(0, "Early", "AD-0"),
                                     initiate(1, "Main"),
                                     initiate(1.5),
@@ -175,7 +331,7 @@ TEST_F(SimScenarioTest, OneVisitShowsGuardsFailuresTapsProfilesAndRefusals) {
   EXPECT_EQ(callbacks[3]["code"], 6);  // not found
   EXPECT_EQ(callbacks[4]["code"], 7);
   EXPECT_EQ(callbacks[4]["message"], "Invalid Creative data format");
-  EXPECT_EQ(logCount(result, "missing campaign-ID from Creative API"), 1u);
+  EXPECT_EQ(logTimes(result, "missing campaign-ID from Creative API").size(), 1u);
   EXPECT_EQ(callbacks[5]["code"], 10);
   EXPECT_EQ(callbacks[5]["message"], "No internet connection available");
   EXPECT_EQ(callbacks[7]["code"], 11);
@@ -188,7 +344,7 @@ TEST_F(SimScenarioTest, OneVisitShowsGuardsFailuresTapsProfilesAndRefusals) {
         "initialization.",
         "Beacon scanning started successfully", "LumoraAdBeaconSDK is already running",
         "LumoraAdBeaconSDK is not started"}) {
-    EXPECT_EQ(logCount(result, line), 1u) << line;
+    EXPECT_EQ(logTimes(result, line).size(), 1u) << line;
   }
   EXPECT_EQ(ofKind(result, "state").at(0)["isScanning"], false);
 
@@ -215,57 +371,7 @@ TEST_F(SimScenarioTest, OneVisitShowsGuardsFailuresTapsProfilesAndRefusals) {
   EXPECT_EQ(clicks[0]["crid"], 345);
 }
 
-TEST_F(SimScenarioTest, CallsBeforeInitiateOnlyLogAndAFailedInitiateMayBeRepeated) {
-  writePlist({.apiEndpoints = false});
-  const auto result = run(scenario({at(0, "start"), at(0, "stop"), detect(0, 300), initiate(1),
-                                    initiate(2), at(3, "start"), detect(4, 300), at(5, "probe")},
-                                   10));
-  ASSERT_EQ(result.exitCode, 0) << result.errorOutput;
-  EXPECT_EQ(logCount(result, kNotInitialized), 3u);
-  const auto callbacks = ofKind(result, "callback");
-  ASSERT_EQ(callbacks.size(), 3u);
-  for (int i : {0, 1}) {
-    EXPECT_EQ(callbacks[i]["code"], 8);
-    EXPECT_EQ(callbacks[i]["message"], "APIEndpoints section is missing in Info.plist");
-  }
-  // Scanning starts all the same; each detection then lacks the services.
-  EXPECT_EQ(callbacks[2]["message"], "UserEventWebService is not initialized");
-  EXPECT_EQ(ofKind(result, "state").at(0)["isScanning"], true);
-  EXPECT_TRUE(server->events().empty());
-}
-
-TEST_F(SimScenarioTest, MissingSettingsDeniedLocationAndUnreachableEventsAreReported) {
-  writePlist({.beaconSettings = false});
-  auto result = run(scenario({initiate(0), at(1, "start")}, 5));
-  ASSERT_EQ(result.exitCode, 0) << result.errorOutput;
-  EXPECT_EQ(logCount(result,
-                     "Failed to initialize BeaconManager: BeaconSettings section is "
-                     "missing in sdk.plist"),
-            1u);
-  EXPECT_EQ(ofKind(result, "callback").at(1)["message"], "BeaconManager is not initialized");
-
-  writePlist({});
-  auto denied = scenario({initiate(0), at(1, "start"), at(2, "probe")}, 5);
-  denied["initial"]["location"] = "denied";
-  result = run(denied);
-  EXPECT_EQ(ofKind(result, "callback").at(1)["code"], 1);
-  EXPECT_EQ(logCount(result,
-                     "Beacon scanning failed: Location permission not granted. Please "
-                     "allow location access in settings."),
-            1u);
-  EXPECT_EQ(ofKind(result, "state").at(0)["isScanning"], false);
-
-  writePlist({.unreachableEvents = true});
-  result = run(scenario({initiate(0), detect(1, 300)}, 5));
-  EXPECT_EQ(logCount(result, "Failed to send event for requesting creative data"), 1u);
-  const auto callbacks = ofKind(result, "callback");
-  const auto failures = std::count_if(callbacks.begin(), callbacks.end(),
-                                      [](const json& c) { return c.value("code", -1) == 12; });
-  EXPECT_EQ(failures, 2);  // the request event and the notification event
-}
-
 TEST_F(SimScenarioTest, BluetoothOffWhenTheGateOpensIsRetriedOnLaterIBeacons) {
-  writePlist({});
   auto off = scenario(
       {initiate(0), at(1, "start"),
        at(2, "ibeacon",
@@ -291,7 +397,6 @@ TEST_F(SimScenarioTest, BluetoothOffWhenTheGateOpensIsRetriedOnLaterIBeacons) {
 // property lists: each failure is one line with its exit status, and the
 // private certificate folder never stays behind in TMPDIR.
 TEST_F(SimScenarioTest, FailuresAreOneLineAndLeaveNothingInTheTemporaryFolder) {
-  writePlist({});
   json embedded = scenario({initiate(0), detect(1, 300)}, 5);
   embedded.erase("caFile");
   embedded["server"] = "embedded";
