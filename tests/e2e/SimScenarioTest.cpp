@@ -21,26 +21,6 @@ const std::filesystem::path kStoreVisit =
 constexpr const char* kIBeaconUuid = "3F1C2A9E-7B4D-4E8A-9C61-5D2E8F0A7B13";
 constexpr const char* kServiceUuid = "6E4A0001-8C2B-4F3D-9A57-1B0C3D2E4F60";
 
-json at(double time, const std::string& action, json fields = json::object()) {
-  fields["at"] = time;
-  fields["action"] = action;
-  return fields;
-}
-
-json initiate(double time, const std::string& appName = "E2E") {
-  return at(time, "initiate", {{"environment", "stage"}, {"profile", {{"appName", appName}}}});
-}
-
-json detect(double time, std::int64_t bindingId) {
-  return at(time, "detect",
-            {{"companyId", 4660}, {"spaceId", "0a1b2c3d4e5f6071"}, {"bindingId", bindingId}});
-}
-
-json updateProfile(double time, const std::string& appName, const std::string& advertisingId) {
-  return at(time, "updateProfile",
-            {{"profile", {{"appName", appName}, {"advertisingId", advertisingId}}}});
-}
-
 bool contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
 }
@@ -182,9 +162,13 @@ class SimScenarioTest : public ::testing::Test {
                  [&kind](const json& record) { return record["kind"] == kind; });
     return matching;
   }
-  static std::vector<std::string> callbackNames(const Result& result) {
+  /// Each callback's name, and its error code when it has one.
+  static std::vector<std::string> callbacks(const Result& result) {
     std::vector<std::string> names;
-    for (const auto& record : ofKind(result, "callback")) names.push_back(record["name"]);
+    for (const auto& record : ofKind(result, "callback")) {
+      names.push_back(record["name"].get<std::string>() +
+                      (record.contains("code") ? " " + record["code"].dump() : ""));
+    }
     return names;
   }
   /// The times of the log records with this message.
@@ -218,12 +202,10 @@ TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTi
   const auto svg = folder / "visit.svg", story = folder / "story.txt";
   const auto result = run(kStoreVisit, {"--svg", svg.string()});
   ASSERT_EQ(result.exitCode, 0) << result.errorOutput;
-  EXPECT_EQ(callbackNames(result),
-            (std::vector<std::string>{"onInitialized", "onCreativeReceived",
-                                      "onNotificationClicked", "onError", "onCreativeReceived"}));
-  const auto callbacks = ofKind(result, "callback");
-  EXPECT_EQ(callbacks[3]["code"], 11);
-  EXPECT_EQ(callbacks[1]["creative"]["bindingId"], 1234);
+  EXPECT_EQ(callbacks(result), (std::vector<std::string>{"onInitialized", "onCreativeReceived",
+                                                         "onNotificationClicked", "onError 11",
+                                                         "onCreativeReceived"}));
+  EXPECT_EQ(ofKind(result, "callback")[1]["creative"]["bindingId"], 1234);
   EXPECT_EQ(ofKind(result, "notification").size(), 2u);
   const auto scans = ofKind(result, "scan");
   ASSERT_FALSE(scans.empty());
@@ -300,68 +282,53 @@ TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTi
 // One visit through the facade's guards, the pipeline's failures, a tap, the
 // profile choosing the endpoint, and a refused notification.
 TEST_F(SimScenarioTest, OneVisitShowsGuardsFailuresTapsProfilesAndRefusals) {
-  const auto result = run(scenario({updateProfile(0, "Early", "AD-0"),
-                                    initiate(1, "Main"),
-                                    initiate(1.5),
-                                    at(2, "start"),
-                                    at(2.5, "start"),
-                                    detect(3, 300),
-                                    at(5, "tapNotification", {{"index", 0}}),
-                                    detect(5.5, 999),
-                                    detect(6, 666),
-                                    at(7, "setNetwork", {{"reachable", false}}),
-                                    detect(8, 300),
-                                    at(9, "setNetwork", {{"reachable", true}}),
-                                    updateProfile(10, "Later", "AD-1"),
-                                    detect(11, 1234),
-                                    detect(12, 1234),
-                                    at(13, "setNotifications", {{"status", "denied"}}),
-                                    detect(14, 300),
-                                    at(15, "stop"),
-                                    at(15.5, "stop"),
-                                    at(16, "probe")},
+  const auto result = run(scenario(json::parse(R"([
+    {"at": 0, "action": "updateProfile", "profile": {"appName": "Early", "advertisingId": "AD-0"}},
+    {"at": 1, "action": "initiate", "environment": "stage", "profile": {"appName": "Main"}},
+    {"at": 1.5, "action": "initiate", "environment": "stage", "profile": {"appName": "E2E"}},
+    {"at": 2, "action": "start"}, {"at": 2.5, "action": "start"},
+    {"at": 3, "action": "detect", "companyId": 4660, "spaceId": "0a1b", "bindingId": 300},
+    {"at": 5, "action": "tapNotification", "index": 0},
+    {"at": 5.5, "action": "detect", "companyId": 4660, "spaceId": "0a1b", "bindingId": 999},
+    {"at": 6, "action": "detect", "companyId": 4660, "spaceId": "0a1b", "bindingId": 666},
+    {"at": 7, "action": "setNetwork", "reachable": false},
+    {"at": 8, "action": "detect", "companyId": 4660, "spaceId": "0a1b", "bindingId": 300},
+    {"at": 9, "action": "setNetwork", "reachable": true},
+    {"at": 10, "action": "updateProfile", "profile": {"appName": "Later", "advertisingId": "AD-1"}},
+    {"at": 11, "action": "detect", "companyId": 4660, "spaceId": "0a1b", "bindingId": 1234},
+    {"at": 12, "action": "detect", "companyId": 4660, "spaceId": "0a1b", "bindingId": 1234},
+    {"at": 13, "action": "setNotifications", "status": "denied"},
+    {"at": 14, "action": "detect", "companyId": 4660, "spaceId": "0a1b", "bindingId": 300},
+    {"at": 15, "action": "stop"}, {"at": 15.5, "action": "stop"}, {"at": 16, "action": "probe"}
+  ])"),
                                    20));
   ASSERT_EQ(result.exitCode, 0) << result.errorOutput;
-  EXPECT_EQ(
-      callbackNames(result),
-      (std::vector<std::string>{"onInitialized", "onCreativeReceived", "onNotificationClicked",
-                                "onError", "onError", "onError", "onCreativeReceived", "onError",
-                                "onCreativeReceived", "onError"}));
-  const auto callbacks = ofKind(result, "callback");
-  EXPECT_EQ(callbacks[3]["code"], 6);  // not found
-  EXPECT_EQ(callbacks[4]["code"], 7);
-  EXPECT_EQ(callbacks[4]["message"], "Invalid Creative data format");
-  EXPECT_EQ(logTimes(result, "missing campaign-ID from Creative API").size(), 1u);
-  EXPECT_EQ(callbacks[5]["code"], 10);
-  EXPECT_EQ(callbacks[5]["message"], "No internet connection available");
-  EXPECT_EQ(callbacks[7]["code"], 11);
-  EXPECT_EQ(callbacks[9]["code"], 12);
-  EXPECT_EQ(callbacks[9]["message"],
-            "Failed to show notification: Notification permission not granted. Please allow "
-            "notifications in settings.");
+  // Not found, malformed, offline, capped, notification refused.
+  EXPECT_EQ(callbacks(result), (std::vector<std::string>{
+                                   "onInitialized", "onCreativeReceived", "onNotificationClicked",
+                                   "onError 6", "onError 7", "onError 10", "onCreativeReceived",
+                                   "onError 11", "onCreativeReceived", "onError 12"}));
   for (const char* line :
        {"LumoraAdBeaconSDK is already initialized. Environment can only be set during "
         "initialization.",
         "Beacon scanning started successfully", "LumoraAdBeaconSDK is already running",
-        "LumoraAdBeaconSDK is not started"}) {
+        "LumoraAdBeaconSDK is not started", "missing campaign-ID from Creative API"}) {
     EXPECT_EQ(logTimes(result, line).size(), 1u) << line;
   }
   EXPECT_EQ(ofKind(result, "state").at(0)["isScanning"], false);
 
   // Every detection that fetched a creative was reported, the capped one too;
   // the profile given before initiate was ignored, the later one chose tracking.
-  std::vector<std::pair<std::string, std::string>> requests;
+  std::vector<std::string> requests;
   for (const auto& event : server->events()) {
     EXPECT_TRUE(event.valid) << event.body.dump();
     if (event.body.value("eventType", "") == "request") {
-      requests.emplace_back(event.path, event.body["clientInfo"]["appName"]);
+      requests.push_back(event.path + " " + event.body["clientInfo"]["appName"].get<std::string>());
     }
   }
-  EXPECT_EQ(requests, (std::vector<std::pair<std::string, std::string>>{
-                          {"/no-tracking/device_events", "Main"},
-                          {"/tracking/device_events", "Later"},
-                          {"/tracking/device_events", "Later"},
-                          {"/tracking/device_events", "Later"}}));
+  EXPECT_EQ(requests, (std::vector<std::string>{
+                          "/no-tracking/device_events Main", "/tracking/device_events Later",
+                          "/tracking/device_events Later", "/tracking/device_events Later"}));
   EXPECT_EQ(eventsOfType("request").back()["clientInfo"]["deviceId"], "AD-1");
   EXPECT_EQ(eventsOfType("notification").size(), 2u);
   EXPECT_EQ(ofKind(result, "notification").size(), 2u);
@@ -372,17 +339,17 @@ TEST_F(SimScenarioTest, OneVisitShowsGuardsFailuresTapsProfilesAndRefusals) {
 }
 
 TEST_F(SimScenarioTest, BluetoothOffWhenTheGateOpensIsRetriedOnLaterIBeacons) {
-  auto off = scenario(
-      {initiate(0), at(1, "start"),
-       at(2, "ibeacon",
-          {{"uuid", kIBeaconUuid}, {"major", 1}, {"minor", 2}, {"every", 1.0}, {"until", 20.0}}),
-       at(10, "setBluetooth", {{"state", "poweredOn"}}),
-       at(3, "advertise",
-          {{"manufacturerData", "34120300012c0a1b2c3d4e5f60710000000000000000000000"},
-           {"serviceUUIDs", {kServiceUuid}},
-           {"every", 0.5},
-           {"until", 20.0}})},
-      30);
+  json off = scenario(json::parse(R"([
+    {"at": 0, "action": "initiate", "environment": "stage", "profile": {"appName": "E2E"}},
+    {"at": 1, "action": "start"},
+    {"at": 2, "action": "ibeacon", "uuid": "3F1C2A9E-7B4D-4E8A-9C61-5D2E8F0A7B13", "major": 1,
+     "minor": 2, "every": 1.0, "until": 20.0},
+    {"at": 10, "action": "setBluetooth", "state": "poweredOn"},
+    {"at": 3, "action": "advertise", "every": 0.5, "until": 20.0,
+     "manufacturerData": "34120300012c0a1b2c3d4e5f60710000000000000000000000",
+     "serviceUUIDs": ["6E4A0001-8C2B-4F3D-9A57-1B0C3D2E4F60"]}
+  ])"),
+                      30);
   off["initial"]["bluetooth"] = "poweredOff";
   const auto result = run(off);
   ASSERT_EQ(result.exitCode, 0) << result.errorOutput;
@@ -397,37 +364,27 @@ TEST_F(SimScenarioTest, BluetoothOffWhenTheGateOpensIsRetriedOnLaterIBeacons) {
 // property lists: each failure is one line with its exit status, and the
 // private certificate folder never stays behind in TMPDIR.
 TEST_F(SimScenarioTest, FailuresAreOneLineAndLeaveNothingInTheTemporaryFolder) {
-  json embedded = scenario({initiate(0), detect(1, 300)}, 5);
+  json embedded = scenario(json::parse(R"([
+    {"at": 0, "action": "initiate", "environment": "stage", "profile": {"appName": "E2E"}},
+    {"at": 1, "action": "detect", "companyId": 4660, "spaceId": "0a1b", "bindingId": 300}
+  ])"),
+                           5);
   embedded.erase("caFile");
-  embedded["server"] = "embedded";
-  embedded["creatives"] = "creatives/";
+  embedded.update({{"server", "embedded"}, {"creatives", "creatives/"}});
   std::string nested;
   for (int i = 0; i < 100000; ++i) nested += "<array>";
-  for (const auto& [name, text] : std::vector<std::pair<std::string, std::string>>{
-           {"embedded.json", embedded.dump()},
-           {"broken.plist", "not a property list"},
-           {"nested.plist", "<plist>" + nested + "</plist>"},
-           {"notjson.json", "{ not json"},
-           {"dance.json", R"({"steps":[{"at":0,"action":"dance"}],"until":1})"}}) {
-    std::ofstream(folder / name) << text;
-  }
+  writeText(folder / "embedded.json", embedded.dump());
+  writeText(folder / "broken.plist", "not a property list");
+  writeText(folder / "nested.plist", "<plist>" + nested + "</plist>");
+  writeText(folder / "notjson.json", "{ not json");
+  writeText(folder / "dance.json", R"({"steps":[{"at":0,"action":"dance"}],"until":1})");
   for (const std::string config : {"broken", "nested"}) {
     embedded["config"] = config + ".plist";
-    std::ofstream(folder / (config + ".json")) << embedded.dump();
+    writeText(folder / (config + ".json"), embedded.dump());
   }
   const auto temporary = folder / "tmp";
   std::filesystem::create_directories(temporary);
   const Process process{.workingDirectory = folder, .temporaryDirectory = temporary};
-  const auto leftInTemporary = [&] {
-    return std::distance(std::filesystem::directory_iterator(temporary),
-                         std::filesystem::directory_iterator());
-  };
-
-  auto exit = runSim({"embedded.json", "--jsonl", "out.jsonl"}, process);
-  ASSERT_EQ(exit.code, 0) << exit.errorOutput;
-  EXPECT_TRUE(contains(readText(folder / "out.jsonl"), "onCreativeReceived"));
-  EXPECT_EQ(leftInTemporary(), 0);
-
   Process toFullDisk = process;
   toFullDisk.standardOutput = "/dev/full";
   const struct {
@@ -436,6 +393,7 @@ TEST_F(SimScenarioTest, FailuresAreOneLineAndLeaveNothingInTheTemporaryFolder) {
     int code;
     const char* mention;
   } cases[] = {
+      {{"embedded.json", "--jsonl", "out.jsonl"}, process, 0, ""},
       {{"embedded.json", "--jsonl", "/dev/full"}, process, 1, "cannot write /dev/full"},
       {{"embedded.json"}, toFullDisk, 1, "cannot write the timeline to standard output"},
       {{"broken.json"}, process, 2, "property list"},
@@ -445,12 +403,13 @@ TEST_F(SimScenarioTest, FailuresAreOneLineAndLeaveNothingInTheTemporaryFolder) {
       {{"no-such-scenario.json"}, process, 2, "no-such-scenario.json"},
   };
   for (const auto& c : cases) {
-    const auto failed = runSim(c.arguments, c.process);
-    EXPECT_EQ(failed.code, c.code) << failed.errorOutput;
-    EXPECT_EQ(lineCount(failed.errorOutput), 1u) << failed.errorOutput;
-    EXPECT_TRUE(contains(failed.errorOutput, c.mention)) << failed.errorOutput;
-    EXPECT_EQ(leftInTemporary(), 0);
+    const auto exit = runSim(c.arguments, c.process);
+    EXPECT_EQ(exit.code, c.code) << exit.errorOutput;
+    EXPECT_EQ(lineCount(exit.errorOutput), c.code == 0 ? 0u : 1u) << exit.errorOutput;
+    EXPECT_TRUE(contains(exit.errorOutput, c.mention)) << exit.errorOutput;
+    EXPECT_TRUE(std::filesystem::is_empty(temporary));
   }
+  EXPECT_TRUE(contains(readText(folder / "out.jsonl"), "onCreativeReceived"));
 }
 
 }  // namespace
