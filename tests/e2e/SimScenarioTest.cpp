@@ -213,8 +213,13 @@ TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTi
        {"     5.000s  gate          Entered iBeacon region: com.lumora.beacon.store-visit",
         "     5.000s  scan          start", "     6.000s  beacon        Processing beacon data",
         "    20.000s  action        tapNotification index=0", "    20.000s  server        POST",
-        "    36.500s  callback      onError code=11", "  summary\n    creatives delivered  2",
-        "    suppressed           1: frequency cap 1\n"}) {
+        "    36.500s  callback      onError code=11",
+        "  summary\n    creatives delivered  2 (2 notifications, 1 tapped)\n    suppressed         "
+        "  "
+        "1: frequency cap 1\n    errors by code       11 frequencyCapExceeded: 1\n    events     "
+        "          6 accepted by the server (click 1, notification 2, request 3), 0 rejected, 0 "
+        "failed to send\n    log                  0 warnings, 0 errors\n  (",
+        "debug and info log lines not shown: --verbose shows them)\n"}) {
     EXPECT_TRUE(contains(text, line)) << line << "\n" << text;
   }
   runSim({kStoreVisit.string(), "--verbose"}, {.standardOutput = story});

@@ -11,22 +11,16 @@
 namespace lumora::tools {
 namespace {
 
-const LumoraAdCreative kCreative(std::string("{\"offer\":\"A\"}"), 345, 1234, 12,
-                                 "0a1b2c3d4e5f6071");
-constexpr const char* kCreativeLine =
-    "callback      onCreativeReceived creativeId=345 bindingId=1234 campaignId=12 "
-    "spaceId=\"0a1b2c3d4e5f6071\" data=\"{\\\"offer\\\":\\\"A\\\"}\"";
-
-LogLineRecord logLine(double t, int level, const std::string& message) {
+LogLineRecord warningLine() {
   platform::LogRecord line;
-  line.level = level;
-  line.levelName = level == 2 ? "WARNING" : "DEBUG";
+  line.level = 2;
+  line.levelName = "WARNING";
   line.file = "BeaconManager";
   line.line = 88;
   line.function = "startScanning(completion:)";
-  line.message = message;
-  line.text = "[" + line.levelName + "] [BeaconManager:88 startScanning(completion:)] - " + message;
-  return {t, line};
+  line.message = "Bluetooth is off";
+  line.text = "[WARNING] [BeaconManager:88 startScanning(completion:)] - Bluetooth is off";
+  return {14, line};
 }
 
 // Each kind of record as its JSON line (time and kind first) and as its verbose timeline line.
@@ -38,9 +32,13 @@ TEST(RecordOutputTest, EachRecordIsOneJsonLineAndOneAlignedTimelineLine) {
       {CallbackRecord{0.25, "onInitialized", std::nullopt, std::nullopt},
        R"({"t":0.25,"kind":"callback","name":"onInitialized"})",
        "     0.250s  callback      onInitialized"},
-      {CallbackRecord{12, "onCreativeReceived", kCreative, std::nullopt},
+      {CallbackRecord{
+           12, "onCreativeReceived",
+           LumoraAdCreative(std::string("{\"offer\":\"A\"}"), 345, 1234, 12, "0a1b2c3d4e5f6071"),
+           std::nullopt},
        R"({"t":12.0,"kind":"callback","name":"onCreativeReceived","creative":{"data":"{\"offer\":\"A\"}","creativeId":345,"bindingId":1234,"campaignId":12,"spaceId":"0a1b2c3d4e5f6071"}})",
-       std::string("    12.000s  ") + kCreativeLine},
+       "    12.000s  callback      onCreativeReceived creativeId=345 bindingId=1234 campaignId=12 "
+       "spaceId=\"0a1b2c3d4e5f6071\" data=\"{\\\"offer\\\":\\\"A\\\"}\""},
       {CallbackRecord{3, "onNotificationClicked", LumoraAdCreative(std::nullopt, 1, 2, 3, "s"),
                       std::nullopt},
        R"({"t":3.0,"kind":"callback","name":"onNotificationClicked","creative":{"data":null,"creativeId":1,"bindingId":2,"campaignId":3,"spaceId":"s"}})",
@@ -60,7 +58,7 @@ TEST(RecordOutputTest, EachRecordIsOneJsonLineAndOneAlignedTimelineLine) {
        R"({"t":13.0,"kind":"notification","identifier":"com.lumora.beacon.notification.345","title":"Title","body":"Body","userInfo":{"creativeId":345,"spaceId":"0a1b"},"delay":1.0})",
        "    13.000s  notification  identifier=com.lumora.beacon.notification.345 title=\"Title\" "
        "body=\"Body\" delay=1.0 userInfo={\"creativeId\":345,\"spaceId\":\"0a1b\"}"},
-      {logLine(14, 2, "Bluetooth is off"),
+      {warningLine(),
        R"j({"t":14.0,"kind":"log","level":"warning","file":"BeaconManager","function":"startScanning(completion:)","message":"Bluetooth is off","text":"[WARNING] [BeaconManager:88 startScanning(completion:)] - Bluetooth is off"})j",
        "    14.000s  log           [WARNING] [BeaconManager:88 startScanning(completion:)] - "
        "Bluetooth is off"},
@@ -85,52 +83,6 @@ TEST(RecordOutputTest, EachRecordIsOneJsonLineAndOneAlignedTimelineLine) {
     EXPECT_EQ(jsonLines.str(), c.json + "\n");
     EXPECT_EQ(timeline.str(), c.timeline + "\n");
   }
-}
-
-TEST(RecordOutputTest, StoryShowsGateChangesSightingsAndProblemsThenASummary) {
-  std::ostringstream out;
-  TimelinePrinter printer(out);
-  const SimRecord records[] = {
-      logLine(0, 0, "Exited iBeacon region: store"),  // the initial state: no change
-      logLine(5, 0, "Entered iBeacon region: store"),
-      logLine(6, 0, "Processing beacon data: companyId=1, spaceId=a, bindingId=2"),
-      logLine(6.5, 0, "Skipping duplicate beacon data: companyId=1, spaceId=a, bindingId=2"),
-      logLine(6.5, 0, "Entered iBeacon region: store"),
-      CallbackRecord{7, "onCreativeReceived", kCreative, std::nullopt},
-      CallbackRecord{8, "onError", std::nullopt,
-                     LumoraAdBeaconError(LumoraAdBeaconErrorType::frequencyCapExceeded)},
-      CallbackRecord{9, "onError", std::nullopt,
-                     LumoraAdBeaconError(LumoraAdBeaconErrorType::unknown, "Failed to send event")},
-      logLine(9, 2, "Bluetooth is off"),
-      logLine(9, 0, "Failed to send event: timeout"),
-      logLine(20, 0, "Exited iBeacon region: store"),
-  };
-  for (const SimRecord& record : records) printer.write(record);
-  printer.note(ActionNote{10, "tapNotification index=0"});
-  printer.note(ServerNote{10, "POST /e/device_events  click -> 200"});
-  printer.finish(ServerTally{{{"click", 1}, {"request", 2}}, 1});
-  const std::string expected =
-      "     5.000s  gate          Entered iBeacon region: store\n"
-      "     6.000s  beacon        Processing beacon data: companyId=1, spaceId=a, bindingId=2\n"
-      "     7.000s  " +
-      std::string(kCreativeLine) +
-      "\n"
-      "     8.000s  callback      onError code=11 message=\"Frequency cap exceeded. This beacon "
-      "has been processed too many times within the specified interval.\"\n"
-      "     9.000s  callback      onError code=12 message=\"Failed to send event\"\n"
-      "     9.000s  warning       Bluetooth is off\n"
-      "    20.000s  gate          Exited iBeacon region: store\n"
-      "    10.000s  action        tapNotification index=0\n"
-      "    10.000s  server        POST /e/device_events  click -> 200\n"
-      "  summary\n"
-      "    creatives delivered  1 (0 notifications, 0 tapped)\n"
-      "    suppressed           1: frequency cap 1\n"
-      "    errors by code       11 frequencyCapExceeded: 1, 12 unknown: 1\n"
-      "    events               3 accepted by the server (click 1, request 2), 1 rejected, 1 "
-      "failed to send\n"
-      "    log                  1 warnings, 0 errors\n"
-      "  (4 debug and info log lines not shown: --verbose shows them)\n";
-  EXPECT_EQ(out.str(), expected);
 }
 
 }  // namespace
