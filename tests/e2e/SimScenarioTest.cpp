@@ -44,11 +44,6 @@ void writeText(const std::filesystem::path& path, const std::string& text) {
 /// JSON-lines records read back.
 class SimScenarioTest : public ::testing::Test {
  protected:
-  struct Result {
-    int exitCode = -1;
-    std::vector<json> records;
-    std::string errorOutput;
-  };
   /// How lumora-sim is started: its working directory, where its standard
   /// output goes, and TMPDIR (unset: inherited).
   struct Process {
@@ -114,6 +109,9 @@ class SimScenarioTest : public ::testing::Test {
     int code = -1;
     std::string errorOutput;
   };
+  struct Result : Exit {
+    std::vector<json> records;
+  };
   /// Runs lumora-sim with these arguments and waits for it.
   Exit runSim(const std::vector<std::string>& arguments, const Process& process) {
     const auto errors = folder / "stderr.txt";
@@ -148,8 +146,7 @@ class SimScenarioTest : public ::testing::Test {
     std::filesystem::remove(jsonl);
     std::vector<std::string> arguments{file.string(), "--jsonl", jsonl.string()};
     arguments.insert(arguments.end(), moreArguments.begin(), moreArguments.end());
-    const Exit exit = runSim(arguments, Process{});
-    Result result{exit.code, {}, exit.errorOutput};
+    Result result{runSim(arguments, Process{}), {}};
     std::ifstream in(jsonl);
     for (std::string line; std::getline(in, line);) result.records.push_back(json::parse(line));
     return result;
@@ -189,7 +186,7 @@ class SimScenarioTest : public ::testing::Test {
 TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTime) {
   const auto svg = folder / "visit.svg", story = folder / "story.txt";
   const auto result = run(kStoreVisit, {"--svg", svg.string()});
-  ASSERT_EQ(result.exitCode, 0) << result.errorOutput;
+  ASSERT_EQ(result.code, 0) << result.errorOutput;
   EXPECT_EQ(callbacks(result), (std::vector<std::string>{"onInitialized", "onCreativeReceived",
                                                          "onNotificationClicked", "onError 11",
                                                          "onCreativeReceived"}));
@@ -281,7 +278,7 @@ TEST_F(SimScenarioTest, OneVisitShowsGuardsFailuresTapsProfilesAndRefusals) {
     {"at": 15, "action": "stop"}, {"at": 15.5, "action": "stop"}, {"at": 16, "action": "probe"}
   ])"),
                                    20));
-  ASSERT_EQ(result.exitCode, 0) << result.errorOutput;
+  ASSERT_EQ(result.code, 0) << result.errorOutput;
   // Not found, malformed, offline, capped, notification refused.
   EXPECT_EQ(callbacks(result), (std::vector<std::string>{
                                    "onInitialized", "onCreativeReceived", "onNotificationClicked",
@@ -333,7 +330,7 @@ TEST_F(SimScenarioTest, BluetoothOffWhenTheGateOpensIsRetriedOnLaterIBeacons) {
                       30);
   off["initial"]["bluetooth"] = "poweredOff";
   const auto result = run(off);
-  ASSERT_EQ(result.exitCode, 0) << result.errorOutput;
+  ASSERT_EQ(result.code, 0) << result.errorOutput;
   const auto received = ofKind(result, "callback");
   ASSERT_EQ(received.size(), 2u);
   EXPECT_EQ(received[1]["name"], "onCreativeReceived");

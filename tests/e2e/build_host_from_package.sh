@@ -1,12 +1,8 @@
 #!/bin/sh
-# Installs a build, as "install" (cmake --install into a temporary prefix) or
-# as "deb" (its Debian packages made with cpack, their contents checked, the
-# runtime and -dev packages unpacked into a temporary root). Then builds
-# examples/linux-host against it twice (CMake's find_package, then pkg-config)
-# and runs both programs for one second with no D-Bus service reachable.
-#
 #   build_host_from_package.sh install|deb BUILD_DIR SOURCE_DIR [CMAKE_GENERATOR]
-#
+# Installs a build (cmake --install, or its Debian packages made with cpack,
+# checked and unpacked), builds examples/linux-host against it with CMake and
+# with pkg-config, and runs both for one second with no D-Bus service reachable.
 # CXX, CXXFLAGS and LDFLAGS, when set, are used for both host builds (a
 # sanitizer build of the library needs the same flags in its host).
 set -eu
