@@ -1,9 +1,14 @@
-#include <cmath>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <filesystem>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <sstream>
+#include <variant>
 
-#include "SimRun.hpp"
+#include "devserver/DevServerEngine.hpp"
+#include "gtest/gtest.h"
 
 namespace lumora::testing {
 namespace {
@@ -12,29 +17,8 @@ using nlohmann::json;
 
 const std::filesystem::path kStoreVisit =
     std::filesystem::path(LUMORA_EXAMPLES_DIR) / "store-visit" / "scenario.json";
-constexpr const char* kGateClosed = "iBeacon timeout reached, stopped custom beacon scanning";
-constexpr const char* kNotInitialized =
-    "LumoraAdBeaconSDK is not initialized, please call initiate method first";
-
-json at(double time, const std::string& action, json fields = json::object()) {
-  fields["at"] = time;
-  fields["action"] = action;
-  return fields;
-}
-
-json initiate(double time, const std::string& appName = "E2E") {
-  return at(time, "initiate", {{"environment", "stage"}, {"profile", {{"appName", appName}}}});
-}
-
-json detect(double time, std::int64_t bindingId) {
-  return at(time, "detect",
-            {{"companyId", 4660}, {"spaceId", "0a1b2c3d4e5f6071"}, {"bindingId", bindingId}});
-}
-
-json updateProfile(double time, const std::string& appName, const std::string& advertisingId) {
-  return at(time, "updateProfile",
-            {{"profile", {{"appName", appName}, {"advertisingId", advertisingId}}}});
-}
+constexpr const char* kIBeaconUuid = "3F1C2A9E-7B4D-4E8A-9C61-5D2E8F0A7B13";
+constexpr const char* kServiceUuid = "6E4A0001-8C2B-4F3D-9A57-1B0C3D2E4F60";
 
 bool contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
@@ -44,31 +28,169 @@ std::size_t lineCount(const std::string& text) {
   return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
-/// When the scenario puts its last iBeacon on the air.
-double lastIBeacon(const json& scenario) {
-  double last = -1;
-  for (const auto& step : scenario["steps"]) {
-    if (step["action"] != "ibeacon") continue;
-    const double from = step["at"], every = step["every"], until = step["until"];
-    last = std::max(last, from + std::floor((until - from) / every) * every);
-  }
-  return last;
+std::string readText(const std::filesystem::path& path) {
+  std::stringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  return text.str();
 }
 
-class SimScenarioTest : public SimRun {};
+void writeText(const std::filesystem::path& path, const std::string& text) {
+  std::filesystem::create_directories(path.parent_path());
+  std::ofstream(path) << text;
+}
+
+/// lumora-sim runs against a development server: the scenario and sdk.plist
+/// in a temporary folder, the simulator run as its own process, its
+/// JSON-lines records read back.
+class SimScenarioTest : public ::testing::Test {
+ protected:
+  /// How lumora-sim is started: its working directory, where its standard
+  /// output goes, and TMPDIR (unset: inherited).
+  struct Process {
+    std::filesystem::path workingDirectory = ".";
+    std::filesystem::path standardOutput = "/dev/null";
+    std::optional<std::filesystem::path> temporaryDirectory = std::nullopt;
+  };
+
+  SimScenarioTest() {
+    std::filesystem::remove_all(folder);
+    writeText(
+        folder / "creatives/e2e/binding/3/0/0/ios.json",
+        R"({"campaignId":12,"creativeId":345,"title":"Hello","message":"Come in","data":"d"})");
+    writeText(folder / "creatives/e2e/binding/1/2/3/4/ios.json",
+              R"({"campaignId":12,"creativeId":346,"title":"Once","message":"a day",
+                  "frequencyCapping":{"intervalHours":24,"maxFrequency":1}})");
+    writeText(folder / "creatives/e2e/binding/6/6/6/ios.json",
+              R"({"title":"no ids","message":"m"})");
+    tools::DevServerConfig config;
+    config.creativesDir = folder / "creatives";
+    config.certDir = folder / "cert";
+    config.closeAfterEachRequest = true;
+    server = std::make_unique<tools::DevServerEngine>(config);
+    server->start();
+    const auto entry = [](const std::string& key, const std::string& value) {
+      return "<key>" + key + "</key><string>" + value + "</string>";
+    };
+    const std::string events = "https://" + server->hostAndPort();
+    const std::string group = "<dict>" + entry("EventURL", events + "/tracking") +
+                              entry("NoTrackingEventURL", events + "/no-tracking") +
+                              entry("CreativeCDNURL", server->hostAndPort()) +
+                              entry("CreativeBucketName", "e2e") + "</dict>";
+    writeText(folder / "sdk.plist",
+              "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>APIEndpoints</key><dict>"
+              "<key>Stage</key>" +
+                  group + "<key>Production</key>" + group +
+                  "</dict><key>BeaconSettings</key><dict><key>AppleBeacon</key><dict>" +
+                  entry("UUID", kIBeaconUuid) + entry("Identifier", "store") +
+                  "</dict><key>CustomBeacon</key><dict>" + entry("ServiceUUID", kServiceUuid) +
+                  "</dict></dict></dict></plist>");
+  }
+
+  ~SimScenarioTest() override {
+    server->stop();
+    std::filesystem::remove_all(folder);
+  }
+
+  /// A scenario of these steps that uses sdk.plist and the server's CA.
+  json scenario(const json& steps, double until) const {
+    return {{"config", "sdk.plist"},
+            {"caFile", server->caFile().string()},
+            {"startTime", 1700000000.0},
+            {"initial",
+             {{"location", "authorizedAlways"},
+              {"bluetooth", "poweredOn"},
+              {"notifications", "authorized"},
+              {"network", true}}},
+            {"steps", steps},
+            {"until", until}};
+  }
+
+  struct Exit {
+    int code = -1;
+    std::string errorOutput;
+  };
+  struct Result : Exit {
+    std::vector<json> records;
+  };
+  /// Runs lumora-sim with these arguments and waits for it.
+  Exit runSim(const std::vector<std::string>& arguments, const Process& process) {
+    const auto errors = folder / "stderr.txt";
+    std::vector<char*> argv{const_cast<char*>(LUMORA_SIM_PATH)};
+    for (const std::string& argument : arguments)
+      argv.push_back(const_cast<char*>(argument.c_str()));
+    argv.push_back(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+      std::freopen(errors.c_str(), "w", stderr);
+      std::freopen(process.standardOutput.c_str(), "w", stdout);
+      if (process.temporaryDirectory) setenv("TMPDIR", process.temporaryDirectory->c_str(), 1);
+      if (chdir(process.workingDirectory.c_str()) != 0) _exit(126);
+      execv(LUMORA_SIM_PATH, argv.data());
+      _exit(127);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readText(errors)};
+  }
+
+  /// Runs a scenario (a file, or one written from JSON) with --jsonl and any further arguments.
+  Result run(const std::variant<std::filesystem::path, json>& scenario,
+             const std::vector<std::string>& moreArguments = {}) {
+    std::filesystem::path file = folder / "scenario.json";
+    if (const auto* given = std::get_if<std::filesystem::path>(&scenario)) {
+      file = *given;
+    } else {
+      writeText(file, std::get<json>(scenario).dump(2));
+    }
+    const auto jsonl = folder / "out.jsonl";
+    std::filesystem::remove(jsonl);
+    std::vector<std::string> arguments{file.string(), "--jsonl", jsonl.string()};
+    arguments.insert(arguments.end(), moreArguments.begin(), moreArguments.end());
+    Result result{runSim(arguments, Process{}), {}};
+    std::ifstream in(jsonl);
+    for (std::string line; std::getline(in, line);) result.records.push_back(json::parse(line));
+    return result;
+  }
+
+  static std::vector<json> ofKind(const Result& result, const std::string& kind) {
+    std::vector<json> matching;
+    std::copy_if(result.records.begin(), result.records.end(), std::back_inserter(matching),
+                 [&kind](const json& record) { return record["kind"] == kind; });
+    return matching;
+  }
+  /// Each callback's name, and its error code when it has one.
+  static std::vector<std::string> callbacks(const Result& result) {
+    std::vector<std::string> names;
+    for (const auto& record : ofKind(result, "callback")) {
+      names.push_back(record["name"].get<std::string>() +
+                      (record.contains("code") ? " " + record["code"].dump() : ""));
+    }
+    return names;
+  }
+  /// The times of the log records with this message.
+  static std::vector<double> logTimes(const Result& result, const std::string& message) {
+    std::vector<double> times;
+    for (const auto& record : ofKind(result, "log")) {
+      if (record["message"] == message) times.push_back(record["t"]);
+    }
+    return times;
+  }
+  std::filesystem::path folder = std::filesystem::temp_directory_path() /
+                                 ("lumora-e2e-" + std::to_string(::getpid()) + "-" +
+                                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
+  std::unique_ptr<tools::DevServerEngine> server;
+};
 
 // The shipped demo, run as shipped: the whole job, the gate closing 10 to 11 s
 // after the last iBeacon on the air, its story and the picture of the run.
 TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTime) {
   const auto svg = folder / "visit.svg", story = folder / "story.txt";
-  const auto result = runFile(kStoreVisit, {"--svg", svg.string()}, {});
-  ASSERT_EQ(result.exitCode, 0) << result.errorOutput;
-  EXPECT_EQ(callbackNames(result),
-            (std::vector<std::string>{"onInitialized", "onCreativeReceived",
-                                      "onNotificationClicked", "onError", "onCreativeReceived"}));
-  const auto callbacks = ofKind(result, "callback");
-  EXPECT_EQ(callbacks[3]["code"], 11);
-  EXPECT_EQ(callbacks[1]["creative"]["bindingId"], 1234);
+  const auto result = run(kStoreVisit, {"--svg", svg.string()});
+  ASSERT_EQ(result.code, 0) << result.errorOutput;
+  EXPECT_EQ(callbacks(result), (std::vector<std::string>{"onInitialized", "onCreativeReceived",
+                                                         "onNotificationClicked", "onError 11",
+                                                         "onCreativeReceived"}));
+  EXPECT_EQ(ofKind(result, "callback")[1]["creative"]["bindingId"], 1234);
   EXPECT_EQ(ofKind(result, "notification").size(), 2u);
   const auto scans = ofKind(result, "scan");
   ASSERT_FALSE(scans.empty());
@@ -88,26 +210,26 @@ TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTi
        {"     5.000s  gate          Entered iBeacon region: com.lumora.beacon.store-visit",
         "     5.000s  scan          start", "     6.000s  beacon        Processing beacon data",
         "    20.000s  action        tapNotification index=0", "    20.000s  server        POST",
-        "    36.500s  callback      onError code=11", "  summary\n    creatives delivered  2",
-        "    suppressed           1: frequency cap 1\n"}) {
+        "    36.500s  callback      onError code=11",
+        "  summary\n    creatives delivered  2 (2 notifications, 1 tapped)\n    suppressed         "
+        "  "
+        "1: frequency cap 1\n    errors by code       11 frequencyCapExceeded: 1\n    events     "
+        "          6 accepted by the server (click 1, notification 2, request 3), 0 rejected, 0 "
+        "failed to send\n    log                  0 warnings, 0 errors\n  (",
+        "debug and info log lines not shown: --verbose shows them)\n"}) {
     EXPECT_TRUE(contains(text, line)) << line << "\n" << text;
   }
   runSim({kStoreVisit.string(), "--verbose"}, {.standardOutput = story});
   EXPECT_TRUE(contains(readText(story), "Skipping duplicate beacon data"));
 
-  const double lastOnAir = lastIBeacon(json::parse(std::ifstream(kStoreVisit)));
-  ASSERT_GE(lastOnAir, 0.0);
-  std::optional<double> stop;
-  for (const auto& scan : scans) {
-    if (scan["action"] == "stop" && scan["t"].get<double>() > lastOnAir) {
-      stop = scan["t"].get<double>();
-      break;
-    }
-  }
-  ASSERT_TRUE(stop.has_value());
-  EXPECT_GE(*stop - lastOnAir, 10.0);
-  EXPECT_LE(*stop - lastOnAir, 11.0);
-  EXPECT_EQ(logTimes(result, kGateClosed), std::vector<double>{*stop});
+  // The gate closes once, 10 to 11 s after the demo's last iBeacon (at 90 s), stopping the scan.
+  const auto closed = logTimes(result, "iBeacon timeout reached, stopped custom beacon scanning");
+  ASSERT_EQ(closed.size(), 1u);
+  EXPECT_GE(closed[0], 100.0);
+  EXPECT_LE(closed[0], 101.0);
+  EXPECT_TRUE(std::any_of(scans.begin(), scans.end(), [&](const json& scan) {
+    return scan["action"] == "stop" && scan["t"] == closed[0];
+  }));
 
   // x = 270 + t * 940 / 150 for this 150-second run.
   const std::string picture = readText(svg);
@@ -126,160 +248,89 @@ TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTi
   const auto png = folder / "visit.png";
   ASSERT_EQ(std::system(("rsvg-convert '" + svg.string() + "' -o '" + png.string() + "'").c_str()),
             0);
-  // The PNG header: width and height, big-endian, at bytes 16 and 20.
+  // The PNG header: width 1240 and height 416 (nine lanes, the axis and the
+  // legend), big-endian, at bytes 16 and 20.
   const std::string image = readText(png);
-  ASSERT_GT(image.size(), 24u);
-  const auto word = [&image](std::size_t offset) {
-    std::uint32_t value = 0;
-    for (std::size_t i = 0; i < 4; ++i)
-      value = value << 8 | static_cast<std::uint8_t>(image[offset + i]);
-    return value;
-  };
   EXPECT_EQ(image.substr(1, 3), "PNG");
-  EXPECT_EQ(word(16), 1240u);
-  EXPECT_EQ(word(20), 416u);  // nine lanes, the axis and the legend
+  EXPECT_EQ(image.substr(16, 8), std::string("\0\0\x04\xd8\0\0\x01\xa0", 8));
 }
 
 // One visit through the facade's guards, the pipeline's failures, a tap, the
 // profile choosing the endpoint, and a refused notification.
 TEST_F(SimScenarioTest, OneVisitShowsGuardsFailuresTapsProfilesAndRefusals) {
-  writePlist({});
-  const auto result = run(scenario({updateProfile(0, "Early", "AD-0"),
-                                    initiate(1, "Main"),
-                                    initiate(1.5),
-                                    at(2, "start"),
-                                    at(2.5, "start"),
-                                    detect(3, 300),
-                                    at(5, "tapNotification", {{"index", 0}}),
-                                    detect(5.5, 999),
-                                    detect(6, 666),
-                                    at(7, "setNetwork", {{"reachable", false}}),
-                                    detect(8, 300),
-                                    at(9, "setNetwork", {{"reachable", true}}),
-                                    updateProfile(10, "Later", "AD-1"),
-                                    detect(11, 1234),
-                                    detect(12, 1234),
-                                    at(13, "setNotifications", {{"status", "denied"}}),
-                                    detect(14, 300),
-                                    at(15, "stop"),
-                                    at(15.5, "stop"),
-                                    at(16, "probe")},
+  const auto result = run(scenario(json::parse(R"([
+    {"at": 0, "action": "updateProfile", "profile": {"appName": "Early", "advertisingId": "AD-0"}},
+    {"at": 1, "action": "initiate", "environment": "stage", "profile": {"appName": "Main"}},
+    {"at": 1.5, "action": "initiate", "environment": "stage", "profile": {"appName": "E2E"}},
+    {"at": 2, "action": "start"}, {"at": 2.5, "action": "start"},
+    {"at": 3, "action": "detect", "companyId": 4660, "spaceId": "0a1b", "bindingId": 300},
+    {"at": 5, "action": "tapNotification", "index": 0},
+    {"at": 5.5, "action": "detect", "companyId": 4660, "spaceId": "0a1b", "bindingId": 999},
+    {"at": 6, "action": "detect", "companyId": 4660, "spaceId": "0a1b", "bindingId": 666},
+    {"at": 7, "action": "setNetwork", "reachable": false},
+    {"at": 8, "action": "detect", "companyId": 4660, "spaceId": "0a1b", "bindingId": 300},
+    {"at": 9, "action": "setNetwork", "reachable": true},
+    {"at": 10, "action": "updateProfile", "profile": {"appName": "Later", "advertisingId": "AD-1"}},
+    {"at": 11, "action": "detect", "companyId": 4660, "spaceId": "0a1b", "bindingId": 1234},
+    {"at": 12, "action": "detect", "companyId": 4660, "spaceId": "0a1b", "bindingId": 1234},
+    {"at": 13, "action": "setNotifications", "status": "denied"},
+    {"at": 14, "action": "detect", "companyId": 4660, "spaceId": "0a1b", "bindingId": 300},
+    {"at": 15, "action": "stop"}, {"at": 15.5, "action": "stop"}, {"at": 16, "action": "probe"}
+  ])"),
                                    20));
-  ASSERT_EQ(result.exitCode, 0) << result.errorOutput;
-  EXPECT_EQ(
-      callbackNames(result),
-      (std::vector<std::string>{"onInitialized", "onCreativeReceived", "onNotificationClicked",
-                                "onError", "onError", "onError", "onCreativeReceived", "onError",
-                                "onCreativeReceived", "onError"}));
-  const auto callbacks = ofKind(result, "callback");
-  EXPECT_EQ(callbacks[3]["code"], 6);  // not found
-  EXPECT_EQ(callbacks[4]["code"], 7);
-  EXPECT_EQ(callbacks[4]["message"], "Invalid Creative data format");
-  EXPECT_EQ(logCount(result, "missing campaign-ID from Creative API"), 1u);
-  EXPECT_EQ(callbacks[5]["code"], 10);
-  EXPECT_EQ(callbacks[5]["message"], "No internet connection available");
-  EXPECT_EQ(callbacks[7]["code"], 11);
-  EXPECT_EQ(callbacks[9]["code"], 12);
-  EXPECT_EQ(callbacks[9]["message"],
-            "Failed to show notification: Notification permission not granted. Please allow "
-            "notifications in settings.");
+  ASSERT_EQ(result.code, 0) << result.errorOutput;
+  // Not found, malformed, offline, capped, notification refused.
+  EXPECT_EQ(callbacks(result), (std::vector<std::string>{
+                                   "onInitialized", "onCreativeReceived", "onNotificationClicked",
+                                   "onError 6", "onError 7", "onError 10", "onCreativeReceived",
+                                   "onError 11", "onCreativeReceived", "onError 12"}));
   for (const char* line :
        {"LumoraAdBeaconSDK is already initialized. Environment can only be set during "
         "initialization.",
         "Beacon scanning started successfully", "LumoraAdBeaconSDK is already running",
-        "LumoraAdBeaconSDK is not started"}) {
-    EXPECT_EQ(logCount(result, line), 1u) << line;
+        "LumoraAdBeaconSDK is not started", "missing campaign-ID from Creative API"}) {
+    EXPECT_EQ(logTimes(result, line).size(), 1u) << line;
   }
   EXPECT_EQ(ofKind(result, "state").at(0)["isScanning"], false);
 
   // Every detection that fetched a creative was reported, the capped one too;
   // the profile given before initiate was ignored, the later one chose tracking.
-  std::vector<std::pair<std::string, std::string>> requests;
+  std::vector<std::string> events;  // type, path, profile and creative, in any order
   for (const auto& event : server->events()) {
     EXPECT_TRUE(event.valid) << event.body.dump();
-    if (event.body.value("eventType", "") == "request") {
-      requests.emplace_back(event.path, event.body["clientInfo"]["appName"]);
-    }
+    const json& client = event.body["clientInfo"];
+    events.push_back(event.body["eventType"].get<std::string>() + " " + event.path + " " +
+                     client["appName"].get<std::string>() + " " + client.value("deviceId", "-") +
+                     " " + event.body.value("cid", json()).dump() + "/" +
+                     event.body.value("crid", json()).dump());
   }
-  EXPECT_EQ(requests, (std::vector<std::pair<std::string, std::string>>{
-                          {"/no-tracking/device_events", "Main"},
-                          {"/tracking/device_events", "Later"},
-                          {"/tracking/device_events", "Later"},
-                          {"/tracking/device_events", "Later"}}));
-  EXPECT_EQ(eventsOfType("request").back()["clientInfo"]["deviceId"], "AD-1");
-  EXPECT_EQ(eventsOfType("notification").size(), 2u);
+  std::sort(events.begin(), events.end());
+  EXPECT_EQ(events,
+            (std::vector<std::string>{"click /no-tracking/device_events Main - 12/345",
+                                      "notification /no-tracking/device_events Main - 12/345",
+                                      "notification /tracking/device_events Later AD-1 12/346",
+                                      "request /no-tracking/device_events Main - null/null",
+                                      "request /tracking/device_events Later AD-1 null/null",
+                                      "request /tracking/device_events Later AD-1 null/null",
+                                      "request /tracking/device_events Later AD-1 null/null"}));
   EXPECT_EQ(ofKind(result, "notification").size(), 2u);
-  const auto clicks = eventsOfType("click");
-  ASSERT_EQ(clicks.size(), 1u);
-  EXPECT_EQ(clicks[0]["cid"], 12);
-  EXPECT_EQ(clicks[0]["crid"], 345);
-}
-
-TEST_F(SimScenarioTest, CallsBeforeInitiateOnlyLogAndAFailedInitiateMayBeRepeated) {
-  writePlist({.apiEndpoints = false});
-  const auto result = run(scenario({at(0, "start"), at(0, "stop"), detect(0, 300), initiate(1),
-                                    initiate(2), at(3, "start"), detect(4, 300), at(5, "probe")},
-                                   10));
-  ASSERT_EQ(result.exitCode, 0) << result.errorOutput;
-  EXPECT_EQ(logCount(result, kNotInitialized), 3u);
-  const auto callbacks = ofKind(result, "callback");
-  ASSERT_EQ(callbacks.size(), 3u);
-  for (int i : {0, 1}) {
-    EXPECT_EQ(callbacks[i]["code"], 8);
-    EXPECT_EQ(callbacks[i]["message"], "APIEndpoints section is missing in Info.plist");
-  }
-  // Scanning starts all the same; each detection then lacks the services.
-  EXPECT_EQ(callbacks[2]["message"], "UserEventWebService is not initialized");
-  EXPECT_EQ(ofKind(result, "state").at(0)["isScanning"], true);
-  EXPECT_TRUE(server->events().empty());
-}
-
-TEST_F(SimScenarioTest, MissingSettingsDeniedLocationAndUnreachableEventsAreReported) {
-  writePlist({.beaconSettings = false});
-  auto result = run(scenario({initiate(0), at(1, "start")}, 5));
-  ASSERT_EQ(result.exitCode, 0) << result.errorOutput;
-  EXPECT_EQ(logCount(result,
-                     "Failed to initialize BeaconManager: BeaconSettings section is "
-                     "missing in sdk.plist"),
-            1u);
-  EXPECT_EQ(ofKind(result, "callback").at(1)["message"], "BeaconManager is not initialized");
-
-  writePlist({});
-  auto denied = scenario({initiate(0), at(1, "start"), at(2, "probe")}, 5);
-  denied["initial"]["location"] = "denied";
-  result = run(denied);
-  EXPECT_EQ(ofKind(result, "callback").at(1)["code"], 1);
-  EXPECT_EQ(logCount(result,
-                     "Beacon scanning failed: Location permission not granted. Please "
-                     "allow location access in settings."),
-            1u);
-  EXPECT_EQ(ofKind(result, "state").at(0)["isScanning"], false);
-
-  writePlist({.unreachableEvents = true});
-  result = run(scenario({initiate(0), detect(1, 300)}, 5));
-  EXPECT_EQ(logCount(result, "Failed to send event for requesting creative data"), 1u);
-  const auto callbacks = ofKind(result, "callback");
-  const auto failures = std::count_if(callbacks.begin(), callbacks.end(),
-                                      [](const json& c) { return c.value("code", -1) == 12; });
-  EXPECT_EQ(failures, 2);  // the request event and the notification event
 }
 
 TEST_F(SimScenarioTest, BluetoothOffWhenTheGateOpensIsRetriedOnLaterIBeacons) {
-  writePlist({});
-  auto off = scenario(
-      {initiate(0), at(1, "start"),
-       at(2, "ibeacon",
-          {{"uuid", kIBeaconUuid}, {"major", 1}, {"minor", 2}, {"every", 1.0}, {"until", 20.0}}),
-       at(10, "setBluetooth", {{"state", "poweredOn"}}),
-       at(3, "advertise",
-          {{"manufacturerData", "34120300012c0a1b2c3d4e5f60710000000000000000000000"},
-           {"serviceUUIDs", {kServiceUuid}},
-           {"every", 0.5},
-           {"until", 20.0}})},
-      30);
+  json off = scenario(json::parse(R"([
+    {"at": 0, "action": "initiate", "environment": "stage", "profile": {"appName": "E2E"}},
+    {"at": 1, "action": "start"},
+    {"at": 2, "action": "ibeacon", "uuid": "3F1C2A9E-7B4D-4E8A-9C61-5D2E8F0A7B13", "major": 1,
+     "minor": 2, "every": 1.0, "until": 20.0},
+    {"at": 10, "action": "setBluetooth", "state": "poweredOn"},
+    {"at": 3, "action": "advertise", "every": 0.5, "until": 20.0,
+     "manufacturerData": "34120300012c0a1b2c3d4e5f60710000000000000000000000",
+     "serviceUUIDs": ["6E4A0001-8C2B-4F3D-9A57-1B0C3D2E4F60"]}
+  ])"),
+                      30);
   off["initial"]["bluetooth"] = "poweredOff";
   const auto result = run(off);
-  ASSERT_EQ(result.exitCode, 0) << result.errorOutput;
+  ASSERT_EQ(result.code, 0) << result.errorOutput;
   const auto received = ofKind(result, "callback");
   ASSERT_EQ(received.size(), 2u);
   EXPECT_EQ(received[1]["name"], "onCreativeReceived");
@@ -291,38 +342,27 @@ TEST_F(SimScenarioTest, BluetoothOffWhenTheGateOpensIsRetriedOnLaterIBeacons) {
 // property lists: each failure is one line with its exit status, and the
 // private certificate folder never stays behind in TMPDIR.
 TEST_F(SimScenarioTest, FailuresAreOneLineAndLeaveNothingInTheTemporaryFolder) {
-  writePlist({});
-  json embedded = scenario({initiate(0), detect(1, 300)}, 5);
+  json embedded = scenario(json::parse(R"([
+    {"at": 0, "action": "initiate", "environment": "stage", "profile": {"appName": "E2E"}},
+    {"at": 1, "action": "detect", "companyId": 4660, "spaceId": "0a1b", "bindingId": 300}
+  ])"),
+                           5);
   embedded.erase("caFile");
-  embedded["server"] = "embedded";
-  embedded["creatives"] = "creatives/";
+  embedded.update({{"server", "embedded"}, {"creatives", "creatives/"}});
   std::string nested;
   for (int i = 0; i < 100000; ++i) nested += "<array>";
-  for (const auto& [name, text] : std::vector<std::pair<std::string, std::string>>{
-           {"embedded.json", embedded.dump()},
-           {"broken.plist", "not a property list"},
-           {"nested.plist", "<plist>" + nested + "</plist>"},
-           {"notjson.json", "{ not json"},
-           {"dance.json", R"({"steps":[{"at":0,"action":"dance"}],"until":1})"}}) {
-    std::ofstream(folder / name) << text;
-  }
+  writeText(folder / "embedded.json", embedded.dump());
+  writeText(folder / "broken.plist", "not a property list");
+  writeText(folder / "nested.plist", "<plist>" + nested + "</plist>");
+  writeText(folder / "notjson.json", "{ not json");
+  writeText(folder / "dance.json", R"({"steps":[{"at":0,"action":"dance"}],"until":1})");
   for (const std::string config : {"broken", "nested"}) {
     embedded["config"] = config + ".plist";
-    std::ofstream(folder / (config + ".json")) << embedded.dump();
+    writeText(folder / (config + ".json"), embedded.dump());
   }
   const auto temporary = folder / "tmp";
   std::filesystem::create_directories(temporary);
   const Process process{.workingDirectory = folder, .temporaryDirectory = temporary};
-  const auto leftInTemporary = [&] {
-    return std::distance(std::filesystem::directory_iterator(temporary),
-                         std::filesystem::directory_iterator());
-  };
-
-  auto exit = runSim({"embedded.json", "--jsonl", "out.jsonl"}, process);
-  ASSERT_EQ(exit.code, 0) << exit.errorOutput;
-  EXPECT_TRUE(contains(readText(folder / "out.jsonl"), "onCreativeReceived"));
-  EXPECT_EQ(leftInTemporary(), 0);
-
   Process toFullDisk = process;
   toFullDisk.standardOutput = "/dev/full";
   const struct {
@@ -331,6 +371,7 @@ TEST_F(SimScenarioTest, FailuresAreOneLineAndLeaveNothingInTheTemporaryFolder) {
     int code;
     const char* mention;
   } cases[] = {
+      {{"embedded.json", "--jsonl", "out.jsonl"}, process, 0, ""},
       {{"embedded.json", "--jsonl", "/dev/full"}, process, 1, "cannot write /dev/full"},
       {{"embedded.json"}, toFullDisk, 1, "cannot write the timeline to standard output"},
       {{"broken.json"}, process, 2, "property list"},
@@ -340,12 +381,13 @@ TEST_F(SimScenarioTest, FailuresAreOneLineAndLeaveNothingInTheTemporaryFolder) {
       {{"no-such-scenario.json"}, process, 2, "no-such-scenario.json"},
   };
   for (const auto& c : cases) {
-    const auto failed = runSim(c.arguments, c.process);
-    EXPECT_EQ(failed.code, c.code) << failed.errorOutput;
-    EXPECT_EQ(lineCount(failed.errorOutput), 1u) << failed.errorOutput;
-    EXPECT_TRUE(contains(failed.errorOutput, c.mention)) << failed.errorOutput;
-    EXPECT_EQ(leftInTemporary(), 0);
+    const auto exit = runSim(c.arguments, c.process);
+    EXPECT_EQ(exit.code, c.code) << exit.errorOutput;
+    EXPECT_EQ(lineCount(exit.errorOutput), c.code == 0 ? 0u : 1u) << exit.errorOutput;
+    EXPECT_TRUE(contains(exit.errorOutput, c.mention)) << exit.errorOutput;
+    EXPECT_TRUE(std::filesystem::is_empty(temporary));
   }
+  EXPECT_TRUE(contains(readText(folder / "out.jsonl"), "onCreativeReceived"));
 }
 
 }  // namespace

@@ -1,12 +1,8 @@
 #!/bin/sh
-# Installs a build, as "install" (cmake --install into a temporary prefix) or
-# as "deb" (its Debian packages made with cpack, their contents checked, the
-# runtime and -dev packages unpacked into a temporary root). Then builds
-# examples/linux-host against it twice (CMake's find_package, then pkg-config)
-# and runs both programs for one second with no D-Bus service reachable.
-#
 #   build_host_from_package.sh install|deb BUILD_DIR SOURCE_DIR [CMAKE_GENERATOR]
-#
+# Installs a build (cmake --install, or its Debian packages made with cpack,
+# checked and unpacked), builds examples/linux-host against it with CMake and
+# with pkg-config, and runs both for one second with no D-Bus service reachable.
 # CXX, CXXFLAGS and LDFLAGS, when set, are used for both host builds (a
 # sanitizer build of the library needs the same flags in its host).
 set -eu
@@ -23,21 +19,25 @@ fail() {
   exit 1
 }
 
+# logged NAME COMMAND...: runs the command, its output shown only when it fails.
+logged() {
+  log=$work/$1.log
+  shift
+  "$@" >"$log" 2>&1 || {
+    cat "$log" >&2
+    fail "$*"
+  }
+}
+
 install_prefix() {
   prefix=$work/prefix
-  cmake --install "$build" --prefix "$prefix" >"$work/install.log" || {
-    cat "$work/install.log" >&2
-    fail "cmake --install"
-  }
+  logged install cmake --install "$build" --prefix "$prefix"
   [ -f "$prefix/share/lumora/sdk.plist" ] || fail "no sdk.plist under share/lumora"
   [ -f "$prefix/include/lumora/lumora.hpp" ] || fail "no public headers"
 }
 
 install_packages() {
-  cpack -G DEB --config "$build/CPackConfig.cmake" -B "$work/packages" >"$work/cpack.log" 2>&1 || {
-    cat "$work/cpack.log" >&2
-    fail "cpack -G DEB"
-  }
+  logged cpack cpack -G DEB --config "$build/CPackConfig.cmake" -B "$work/packages"
 
   package() {
     found=$(find "$work/packages" -maxdepth 1 -name "$1_*.deb" | head -n 1)
@@ -89,12 +89,9 @@ pcfile=$(find "$prefix" -name lumora.pc | head -n 1)
 [ -n "$pcfile" ] || fail "no lumora.pc"
 libdir=$(dirname "$(dirname "$pcfile")")
 
-cmake -S "$source/examples/linux-host" -B "$work/cmake-host" -G "$generator" \
-  -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE=Debug >"$work/configure.log" || {
-  cat "$work/configure.log" >&2
-  fail "configuring the host against the installed package"
-}
-cmake --build "$work/cmake-host" || fail "building the host with find_package"
+logged configure cmake -S "$source/examples/linux-host" -B "$work/cmake-host" -G "$generator" \
+  -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE=Debug
+logged build cmake --build "$work/cmake-host"
 
 export PKG_CONFIG_PATH="$libdir/pkgconfig"
 # lumora.pc finds its prefix by itself; --define-prefix (which would misplace

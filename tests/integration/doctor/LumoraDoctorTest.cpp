@@ -1,12 +1,12 @@
-#include <glib.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -18,255 +18,185 @@ namespace lumora::test {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::TestHttpsServer;
 
-constexpr const char* kNotifications = "org.freedesktop.Notifications";
 const std::vector<std::string> kCheckNames = {"sdk.plist", "bluetooth", "notifications",
                                               "network",   "endpoints", "user-defaults"};
 
-struct Endpoints {
-  std::string eventURL, noTrackingEventURL, creativeHost;
+/// A machine with one part spoiled ("" for none) and the check that must tell.
+struct Situation {
+  const char* name;
+  std::string fault;
+  const char* check;
+  const char* status;
+  const char* detail;            // a part of the check's detail
+  const char* events = nullptr;  // where the endpoints point, when not at the test server
+  const char* cdn = nullptr;
 };
 
-/// Both endpoint groups set to endpoints, with or without the beacon settings.
-std::string plist(const Endpoints& e, bool beaconSettings = true) {
-  std::string text = R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict>)";
-  text += "<key>APIEndpoints</key><dict>";
-  for (const char* group : {"Production", "Stage"}) {
-    text += std::string("<key>") + group + "</key><dict><key>EventURL</key><string>" + e.eventURL +
-            "</string><key>NoTrackingEventURL</key><string>" + e.noTrackingEventURL +
-            "</string><key>CreativeCDNURL</key><string>" + e.creativeHost +
-            "</string><key>CreativeBucketName</key><string>bucket</string></dict>";
-  }
-  text += "</dict>";
-  if (beaconSettings) {
-    text += R"(<key>BeaconSettings</key><dict>
-<key>AppleBeacon</key><dict><key>UUID</key><string>E2C56DB5-DFFB-48D2-B060-D0F5A71096E0</string>
-<key>Identifier</key><string>store</string></dict>
-<key>CustomBeacon</key><dict><key>ServiceUUID</key>
-<string>0000FEAA-0000-1000-8000-00805F9B34FB</string></dict></dict>)";
-  }
-  return text + "</dict></plist>";
+void PrintTo(const Situation& situation, std::ostream* out) { *out << situation.name; }
+
+/// Both endpoint groups at these endpoints, with or without the beacon settings.
+std::string plist(const std::string& events, const std::string& cdn, bool beaconSettings) {
+  const std::string group = "<dict><key>EventURL</key><string>" + events +
+                            "</string><key>NoTrackingEventURL</key><string>" + events +
+                            "</string><key>CreativeCDNURL</key><string>" + cdn +
+                            "</string><key>CreativeBucketName</key><string>bucket</string></dict>";
+  return R"(<?xml version="1.0"?><plist version="1.0"><dict><key>APIEndpoints</key><dict>)"
+         "<key>Production</key>" +
+         group + "<key>Stage</key>" + group + "</dict>" +
+         (beaconSettings ? R"(<key>BeaconSettings</key><dict><key>AppleBeacon</key><dict>
+<key>UUID</key><string>E2C56DB5-DFFB-48D2-B060-D0F5A71096E0</string><key>Identifier</key>
+<string>store</string></dict><key>CustomBeacon</key><dict><key>ServiceUUID</key>
+<string>0000FEAA-0000-1000-8000-00805F9B34FB</string></dict></dict>)"
+                         : "") +
+         "</dict></plist>";
 }
 
-/// What the machine under examination offers; each fault row spoils one part.
-struct Machine {
-  bool bluetoothd = true;
-  bool adapter = true;
-  bool powered = true;
-  bool monitorApi = true;
-  bool discoveryRefused = false;
-  bool notificationServer = true;
-  std::string capabilities = "actions body body-markup sound";
-  std::optional<Endpoints> endpoints;    // default: the test server's
-  std::optional<std::string> plistText;  // default: plist(endpoints)
-  bool trustTestCa = true;
-  bool otherCa = false;
-  bool configHomeIsFile = false;
-  bool missingConfigFile = false;
-};
-
-struct DoctorRun {
-  int exitStatus = -1;
-  std::string out;
-  std::string err;
-  nlohmann::json json;
-
-  std::map<std::string, std::string> statuses() const {
-    std::map<std::string, std::string> result;
-    for (const auto& check : json.at("checks")) result[check.at("name")] = check.at("status");
-    return result;
-  }
-  std::string detail(const std::string& name) const {
-    for (const auto& check : json.at("checks")) {
-      if (check.at("name") == name) return check.at("detail");
-    }
-    return {};
-  }
-};
-
-class LumoraDoctorTest : public ::testing::Test {
+class LumoraDoctorTest : public ::testing::TestWithParam<Situation> {
  protected:
   void SetUp() override {
     if (auto missing = DbusMockHarness::missingTools()) GTEST_SKIP() << *missing;
     bus = std::make_unique<DbusMockHarness>();
-    directory = fs::temp_directory_path() / ("lumora-doctor-test-" + std::to_string(getpid()));
     fs::remove_all(directory);
     fs::create_directories(directory);
   }
   void TearDown() override { fs::remove_all(directory); }
 
-  void build(const Machine& machine) {
-    if (machine.bluetoothd) {
+  void build(const Situation& s) {
+    if (s.fault != "no bluetoothd") {
       bluez = std::make_unique<MockBluez>(*bus);
-      if (machine.adapter) bluez->addAdapter();
-      if (machine.adapter && machine.monitorApi) bluez->addMonitorManager();
-      if (machine.adapter && !machine.powered) bluez->setPowered(false);
-      if (machine.discoveryRefused) {
+      if (s.fault != "no adapter") bluez->addAdapter();
+      if (s.fault != "no adapter" && s.fault != "no monitor API") bluez->addMonitorManager();
+      if (s.fault == "powered off") bluez->setPowered(false);
+      if (s.fault == "discovery refused") {
         bluez->refuse("StartDiscovery", "org.freedesktop.DBus.Error.AccessDenied");
       }
     }
-    if (machine.notificationServer) {
-      bus->startTemplate("notification_daemon", kNotifications,
-                         R"({"capabilities": ")" + machine.capabilities + R"("})");
+    if (s.fault != "no notification server") {
+      const char* capabilities =
+          s.fault == "no actions" ? "body body-markup" : "actions body body-markup sound";
+      bus->startTemplate("notification_daemon", "org.freedesktop.Notifications",
+                         std::string(R"({"capabilities": ")") + capabilities + R"("})");
     }
-    const Endpoints endpoints = machine.endpoints.value_or(
-        Endpoints{server.url("/v1/events"), server.url("/v1/events-nt"), server.hostAndPort()});
-    configFile = directory / "sdk.plist";
-    std::ofstream(configFile) << machine.plistText.value_or(plist(endpoints));
-    if (machine.missingConfigFile) configFile = directory / "absent.plist";
-
-    environment = {{"DBUS_SYSTEM_BUS_ADDRESS", bus->address()},
-                   {"DBUS_SESSION_BUS_ADDRESS", bus->address()},
-                   {"XDG_CONFIG_HOME", (directory / "config").string()}};
-    if (machine.configHomeIsFile) {
-      std::ofstream(directory / "plain-file") << "x";
-      environment["XDG_CONFIG_HOME"] = (directory / "plain-file").string();
-    }
-    if (machine.trustTestCa) {
-      environment["LUMORA_CA_FILE"] = machine.otherCa ? server.otherCaFile() : server.caFile();
+    std::ofstream(directory / "sdk.plist")
+        << (s.fault == "not a plist"
+                ? "<plist><dict>"
+                : plist(s.events ? s.events : server.url("/v1/events"),
+                        s.cdn ? s.cdn : server.hostAndPort(), s.fault != "no beacon settings"));
+    configFile = directory / (s.fault == "missing config" ? "absent.plist" : "sdk.plist");
+    std::ofstream(directory / "plain-file") << "x";
+    const auto set = [this](const std::string& name, const std::string& value) {
+      environment += name + "='" + value + "' ";
+    };
+    set("DBUS_SYSTEM_BUS_ADDRESS", bus->address());
+    set("DBUS_SESSION_BUS_ADDRESS", bus->address());
+    set("XDG_CONFIG_HOME",
+        directory / (s.fault == "config home is a file" ? "plain-file" : "config"));
+    if (s.fault != "untrusted") {
+      set("LUMORA_CA_FILE", s.fault == "other CA" ? server.otherCaFile() : server.caFile());
     }
   }
 
-  DoctorRun run(std::vector<std::string> arguments) {
-    gchar** envp = g_environ_unsetenv(g_get_environ(), "LUMORA_CA_FILE");
-    for (const auto& [name, value] : environment) {
-      envp = g_environ_setenv(envp, name.c_str(), value.c_str(), TRUE);
+  /// Runs the doctor with these arguments; its exit status, output and error output.
+  std::tuple<int, std::string, std::string> run(const std::string& arguments) {
+    const fs::path out = directory / "out", err = directory / "err";
+    const int wait = std::system(("env -u LUMORA_CA_FILE " + environment + LUMORA_DOCTOR_PATH " " +
+                                  arguments + " >" + out.string() + " 2>" + err.string())
+                                     .c_str());
+    const auto read = [](const fs::path& file) {
+      std::ostringstream text;
+      text << std::ifstream(file).rdbuf();
+      return text.str();
+    };
+    return {WIFEXITED(wait) ? WEXITSTATUS(wait) : -1, read(out), read(err)};
+  }
+
+  /// Each check's status and detail, from the JSON report.
+  std::map<std::string, std::pair<std::string, std::string>> checks(int& exitStatus) {
+    const auto [status, out, err] = run("--json --config " + configFile.string());
+    exitStatus = status;
+    std::map<std::string, std::pair<std::string, std::string>> result;
+    const auto report = nlohmann::json::parse(out);
+    for (const auto& check : report.at("checks")) {
+      EXPECT_EQ(check.size(), 3u) << check;
+      result[check.at("name")] = {check.at("status"), check.at("detail")};
     }
-    arguments.insert(arguments.begin(), LUMORA_DOCTOR_PATH);
-    std::vector<gchar*> argv;
-    for (auto& argument : arguments) argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    DoctorRun result;
-    gchar *out = nullptr, *err = nullptr;
-    gint wait = 0;
-    const bool spawned = g_spawn_sync(nullptr, argv.data(), envp, G_SPAWN_DEFAULT, nullptr, nullptr,
-                                      &out, &err, &wait, nullptr);
-    g_strfreev(envp);
-    EXPECT_TRUE(spawned) << LUMORA_DOCTOR_PATH;
-    result.out = out ? out : "";
-    result.err = err ? err : "";
-    g_free(out);
-    g_free(err);
-    result.exitStatus = spawned && WIFEXITED(wait) ? WEXITSTATUS(wait) : -1;
-    if (arguments[1] == "--json") result.json = nlohmann::json::parse(result.out, nullptr, false);
     return result;
   }
 
-  DoctorRun runJson() { return run({"--json", "--config", configFile.string()}); }
-
   std::unique_ptr<DbusMockHarness> bus;
   std::unique_ptr<MockBluez> bluez;
-  TestHttpsServer server;
-  fs::path directory;
+  testing::TestHttpsServer server;
+  fs::path directory =
+      fs::temp_directory_path() / ("lumora-doctor-test-" + std::to_string(getpid()));
   fs::path configFile;
-  std::map<std::string, std::string> environment;
+  std::string environment;  // NAME='value' ...
 };
 
 TEST_F(LumoraDoctorTest, AHealthyMachinePassesEveryCheckInBothOutputs) {
-  build(Machine{});
-  const auto result = runJson();
-  ASSERT_FALSE(result.json.is_discarded()) << result.out;
-  EXPECT_EQ(result.exitStatus, 0) << result.out;
-  auto statuses = result.statuses();
-  EXPECT_EQ(statuses.size(), kCheckNames.size());
-  for (const auto& check : result.json.at("checks")) EXPECT_EQ(check.size(), 3u) << check;
+  build({"healthy", "", "", "", ""});
+  int exitStatus = -1;
+  auto checks = this->checks(exitStatus);
+  EXPECT_EQ(exitStatus, 0);
+  EXPECT_EQ(checks.size(), kCheckNames.size());
   // This machine's routing table is not the test's to choose; a missing
   // default route is only a warning.
-  EXPECT_NE(statuses["network"], "error");
-  statuses["network"] = "ok";
-  for (const auto& name : kCheckNames) EXPECT_EQ(statuses[name], "ok") << result.detail(name);
-  EXPECT_NE(result.detail("sdk.plist").find(configFile.string()), std::string::npos);
-  EXPECT_NE(result.detail("endpoints").find(server.url("/v1/events")), std::string::npos);
+  EXPECT_NE(checks["network"].first, "error");
+  checks["network"].first = "ok";
+  for (const auto& name : kCheckNames) EXPECT_EQ(checks[name].first, "ok") << checks[name].second;
+  EXPECT_NE(checks["sdk.plist"].second.find(configFile.string()), std::string::npos);
+  EXPECT_NE(checks["endpoints"].second.find(server.url("/v1/events")), std::string::npos);
   EXPECT_FALSE(bluez->discovering()) << "the discovery probe must not stay on";
-
-  const auto text = run({"--config", configFile.string()});
-  EXPECT_EQ(text.exitStatus, 0);
+  const auto [status, text, err] = run("--config " + configFile.string());
+  EXPECT_EQ(status, 0);
   for (const auto& name : kCheckNames) {
-    EXPECT_NE(text.out.find("ok      " + name), std::string::npos) << name << "\n" << text.out;
+    EXPECT_NE(text.find("ok      " + name), std::string::npos) << name << "\n" << text;
+  }
+  for (const char* arguments : {"--bogus", "--config"}) {
+    const auto [code, out, error] = run(arguments);
+    EXPECT_EQ(code, 2) << arguments;
+    EXPECT_TRUE(out.empty());
+    EXPECT_EQ(std::count(error.begin(), error.end(), '\n'), 1) << error;
   }
 }
 
-struct Fault {
-  const char* name;
-  std::function<void(Machine&)> spoil;
-  const char* check;
-  const char* status;
-  const char* detail;  // a part of the check's detail
-};
-
-void PrintTo(const Fault& fault, std::ostream* out) { *out << fault.name; }
-
-class LumoraDoctorFaultTest : public LumoraDoctorTest,
-                              public ::testing::WithParamInterface<Fault> {};
-
-TEST_P(LumoraDoctorFaultTest, ReportsTheFaultAndExitsByItsSeverity) {
-  Machine machine;
-  GetParam().spoil(machine);
-  build(machine);
-  const auto result = runJson();
-  ASSERT_FALSE(result.json.is_discarded()) << result.out;
-  EXPECT_EQ(result.statuses()[GetParam().check], GetParam().status) << result.out;
-  EXPECT_NE(result.detail(GetParam().check).find(GetParam().detail), std::string::npos)
-      << result.detail(GetParam().check);
-  EXPECT_EQ(result.exitStatus, std::string(GetParam().status) == "error" ? 1 : 0) << result.out;
+TEST_P(LumoraDoctorTest, ReportsTheFaultAndExitsByItsSeverity) {
+  build(GetParam());
+  int exitStatus = -1;
+  const auto check = checks(exitStatus).at(GetParam().check);
+  EXPECT_EQ(check.first, GetParam().status) << check.second;
+  EXPECT_NE(check.second.find(GetParam().detail), std::string::npos) << check.second;
+  EXPECT_EQ(exitStatus, check.first == "error" ? 1 : 0);
 }
 
-// Endpoints where nothing listens (port 1), events sent by scheme, creatives from cdn.
-std::function<void(Machine&)> serverless(const std::string& scheme, const std::string& cdn) {
-  return [=](Machine& m) {
-    const std::string events = "://127.0.0.1:1/v1/events";
-    m.endpoints = {scheme + events, "https" + events, cdn};
-  };
-}
-
-const Fault kFaults[] = {
-    {"NoBluetoothd", [](Machine& m) { m.bluetoothd = false; }, "bluetooth", "error",
-     "bluetoothd is not running"},
-    {"NoAdapter", [](Machine& m) { m.adapter = false; }, "bluetooth", "error", "no adapter"},
-    {"PoweredOff", [](Machine& m) { m.powered = false; }, "bluetooth", "error", "powered off"},
-    {"DiscoveryRefused", [](Machine& m) { m.discoveryRefused = true; }, "bluetooth", "error",
+const char* const kNowhere = "https://127.0.0.1:1/v1/events";  // nothing listens on port 1
+const Situation kFaults[] = {
+    {"NoBluetoothd", "no bluetoothd", "bluetooth", "error", "bluetoothd is not running"},
+    {"NoAdapter", "no adapter", "bluetooth", "error", "no adapter"},
+    {"PoweredOff", "powered off", "bluetooth", "error", "powered off"},
+    {"DiscoveryRefused", "discovery refused", "bluetooth", "error",
      "discovery refused: org.freedesktop.DBus.Error.AccessDenied"},
-    {"NoMonitorApi", [](Machine& m) { m.monitorApi = false; }, "bluetooth", "warning",
-     "no advertisement monitor API"},
-    {"NoNotificationServer", [](Machine& m) { m.notificationServer = false; }, "notifications",
-     "error", "no notification server"},
-    {"NoActions", [](Machine& m) { m.capabilities = "body body-markup"; }, "notifications",
-     "warning", "no actions capability"},
-    {"NotAPlist", [](Machine& m) { m.plistText = "<plist><dict>"; }, "sdk.plist", "error",
-     "not a property list"},
-    {"NoBeaconSettings",
-     [](Machine& m) {
-       m.plistText = plist({"https://a/", "https://b/", "c"}, false);
-     },
-     "sdk.plist", "error", "BeaconSettings section is missing in sdk.plist"},
-    {"MissingConfigFile", [](Machine& m) { m.missingConfigFile = true; }, "sdk.plist", "error",
-     "absent.plist: missing"},
-    {"CdnWithScheme", serverless("https", "https://cdn.example.com"), "endpoints", "error",
-     "has a scheme"},
-    {"CdnWithPath", serverless("https", "cdn.example.com/creatives"), "endpoints", "error",
-     "has a path"},
-    {"CleartextEvents", serverless("http", "127.0.0.1:1"), "endpoints", "error", "cleartext http"},
-    {"Unreachable", serverless("https", "127.0.0.1:1"), "endpoints", "error",
-     "https://127.0.0.1:1/v1/events unreachable"},
-    {"UntrustedWithoutCaFile", [](Machine& m) { m.trustTestCa = false; }, "endpoints", "error",
-     "SSL certificate problem"},
-    {"TrustedByAnotherCa", [](Machine& m) { m.otherCa = true; }, "endpoints", "error",
-     "SSL certificate problem"},
-    {"ConfigHomeIsAFile", [](Machine& m) { m.configHomeIsFile = true; }, "user-defaults", "error",
-     "cannot be created"},
+    {"NoMonitorApi", "no monitor API", "bluetooth", "warning", "no advertisement monitor API"},
+    {"NoNotificationServer", "no notification server", "notifications", "error",
+     "no notification server"},
+    {"NoActions", "no actions", "notifications", "warning", "no actions capability"},
+    {"NotAPlist", "not a plist", "sdk.plist", "error", "not a property list"},
+    {"NoBeaconSettings", "no beacon settings", "sdk.plist", "error",
+     "BeaconSettings section is missing in sdk.plist"},
+    {"MissingConfigFile", "missing config", "sdk.plist", "error", "absent.plist: missing"},
+    {"CdnWithScheme", "", "endpoints", "error", "has a scheme", kNowhere,
+     "https://cdn.example.com"},
+    {"CdnWithPath", "", "endpoints", "error", "has a path", kNowhere, "cdn.example.com/creatives"},
+    {"CleartextEvents", "", "endpoints", "error", "cleartext http", "http://127.0.0.1:1/v1/events",
+     "127.0.0.1:1"},
+    {"Unreachable", "", "endpoints", "error", "https://127.0.0.1:1/v1/events unreachable", kNowhere,
+     "127.0.0.1:1"},
+    {"UntrustedWithoutCaFile", "untrusted", "endpoints", "error", "SSL certificate problem"},
+    {"TrustedByAnotherCa", "other CA", "endpoints", "error", "SSL certificate problem"},
+    {"ConfigHomeIsAFile", "config home is a file", "user-defaults", "error", "cannot be created"},
 };
-INSTANTIATE_TEST_SUITE_P(Faults, LumoraDoctorFaultTest, ::testing::ValuesIn(kFaults),
+INSTANTIATE_TEST_SUITE_P(Faults, LumoraDoctorTest, ::testing::ValuesIn(kFaults),
                          [](const auto& info) { return std::string(info.param.name); });
-
-TEST_F(LumoraDoctorTest, BadArgumentsExitTwoWithOneLine) {
-  for (const auto& arguments : std::vector<std::vector<std::string>>{{"--bogus"}, {"--config"}}) {
-    const auto result = run(arguments);
-    EXPECT_EQ(result.exitStatus, 2) << arguments[0];
-    EXPECT_TRUE(result.out.empty());
-    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
-  }
-}
 
 }  // namespace
 }  // namespace lumora::test

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <string_view>
 
@@ -32,6 +33,12 @@ class TemporaryDirectory {
     std::filesystem::create_directories(file.parent_path());
     std::ofstream(file, std::ios::binary) << text;
     return file;
+  }
+
+  /// A file's text; a path relative to the directory is read below it.
+  std::string read(const std::filesystem::path& file) const {
+    std::ifstream in(path_ / file, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
   }
 
  private:
