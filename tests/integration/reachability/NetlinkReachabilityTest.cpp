@@ -111,12 +111,6 @@ INSTANTIATE_TEST_SUITE_P(
                        {"ip link set v0 down"}},
                       "010"},
         NamespaceCase{
-            "IPv6FollowsCarrier",
-            {{kLoopbackUp, kVeth, "ip -6 route add default dev v0"},
-             {"ip link set v1 up",
-              waitUntil(kV0Running + " && ! ip -6 route show default | grep -q linkdown")}},
-            "01"},
-        NamespaceCase{
             "MultipathNeedsOneLiveNextHop",
             {{kLoopbackUp, kVeth, "ip link add w0 type veth peer name w1 && ip link set w1 up",
               "ip link set w0 up", waitUntil("ip -o link show w0 | grep -q \"state UP\""),
