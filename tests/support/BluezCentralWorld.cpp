@@ -27,12 +27,10 @@ void BluezCentralWorld::makeCentral(platform::BluezCentral::Options options) {
 }
 
 bool BluezCentralWorld::reachState(std::int64_t state) {
-  return until([&] { return delegate->lastState() == state && central->state() == state; });
-}
-
-bool BluezCentralWorld::until(const std::function<bool()>& condition,
-                              std::chrono::milliseconds deadline) {
-  return DbusMockHarness::iterateUntil(condition, deadline);
+  return until([&] {
+    return !delegate->states.empty() && delegate->states.back() == state &&
+           central->state() == state;
+  });
 }
 
 }  // namespace lumora::test

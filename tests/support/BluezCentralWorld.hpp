@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,7 +15,7 @@ namespace lumora::test {
 
 /// A private bus with bluetoothd mocked (one adapter, hci0) and, on request, a
 /// BlueZ central on it; the default GLib main context runs only when the test
-/// iterates it. Skips when dbus-daemon or dbusmock is missing.
+/// iterates it (until(), idle()). Skips when dbus-daemon or dbusmock is missing.
 class BluezCentralWorld : public ::testing::Test {
  protected:
   /// Records what the central tells its delegate.
@@ -26,7 +24,6 @@ class BluezCentralWorld : public ::testing::Test {
     void centralDidDiscover(const platform::AdvertisementData& advertisement) override {
       advertisements.push_back(advertisement);
     }
-    std::int64_t lastState() const { return states.empty() ? -1 : states.back(); }
     std::vector<platform::AdvertisementData> from(const std::string& address) const;
 
     std::vector<std::int64_t> states;
@@ -40,13 +37,6 @@ class BluezCentralWorld : public ::testing::Test {
   void makeCentral(platform::BluezCentral::Options options = {});
   /// Waits until the central and its delegate both report this state.
   bool reachState(std::int64_t state);
-  /// Iterates the main context until condition holds; the deadline only guards hangs.
-  static bool until(const std::function<bool()>& condition,
-                    std::chrono::milliseconds deadline = std::chrono::seconds(30));
-  /// Runs the main loop for a while without asserting anything about it.
-  static void idle(double seconds) { DbusMockHarness::idle(seconds); }
-  /// Lets several discovery-restart periods pass on the main loop.
-  static void settle() { idle(0.3); }
 
   std::unique_ptr<DbusMockHarness> bus;
   std::unique_ptr<MockBluez> bluez;

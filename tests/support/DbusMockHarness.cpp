@@ -8,6 +8,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <future>
 #include <memory>
 #include <stdexcept>
 #include <thread>
@@ -39,15 +40,21 @@ void unrefVariant(GVariant* value) {
   if (value) g_variant_unref(value);
 }
 
-bool runQuietly(const std::string& command) {
-  return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
+// Takes a call's reply, or throws with the D-Bus error.
+DbusMockHarness::VariantPtr takeReply(GVariant* reply, GError* error, const std::string& method) {
+  if (!reply) {
+    const std::string message = error ? error->message : "unknown error";
+    g_clear_error(&error);
+    throw std::runtime_error(method + " failed: " + message);
+  }
+  return DbusMockHarness::VariantPtr(reply, &unrefVariant);
 }
 
 }  // namespace
 
 std::optional<std::string> DbusMockHarness::missingTools() {
   if (access(kDaemon, X_OK) != 0) return std::string("dbus-daemon is not installed");
-  if (!runQuietly(std::string(kPython) + " -c 'import dbusmock'")) {
+  if (std::system((std::string(kPython) + " -c 'import dbusmock' >/dev/null 2>&1").c_str()) != 0) {
     return std::string("python3-dbusmock is not installed for /usr/bin/python3");
   }
   return std::nullopt;
@@ -155,18 +162,14 @@ void DbusMockHarness::stopTemplate(const std::string& busName) {
 
 bool DbusMockHarness::waitForOwner(const std::string& name, bool owned) {
   for (int attempt = 0; attempt < 500; ++attempt) {
-    if (nameHasOwner(name) == owned) return true;
+    auto reply = call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                      "NameHasOwner", g_variant_new("(s)", name.c_str()));
+    gboolean hasOwner = FALSE;
+    g_variant_get(reply.get(), "(b)", &hasOwner);
+    if (static_cast<bool>(hasOwner) == owned) return true;
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
   return false;
-}
-
-bool DbusMockHarness::nameHasOwner(const std::string& name) {
-  auto reply = call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                    "NameHasOwner", g_variant_new("(s)", name.c_str()));
-  gboolean owned = FALSE;
-  g_variant_get(reply.get(), "(b)", &owned);
-  return owned;
 }
 
 DbusMockHarness::VariantPtr DbusMockHarness::call(const std::string& destination,
@@ -176,42 +179,22 @@ DbusMockHarness::VariantPtr DbusMockHarness::call(const std::string& destination
   GVariant* reply = g_dbus_connection_call_sync(connection_, destination.c_str(), path.c_str(),
                                                 iface.c_str(), method.c_str(), params, nullptr,
                                                 G_DBUS_CALL_FLAGS_NONE, 10000, nullptr, &error);
-  if (!reply) {
-    std::string message = error ? error->message : "unknown error";
-    g_clear_error(&error);
-    throw std::runtime_error(method + " failed: " + message);
-  }
-  return VariantPtr(reply, &unrefVariant);
+  return takeReply(reply, error, method);
 }
 
 DbusMockHarness::VariantPtr DbusMockHarness::callIterating(const std::string& destination,
                                                            const std::string& path,
                                                            const std::string& iface,
                                                            const std::string& method,
-                                                           GVariant* params, std::string* error) {
-  struct Outcome {
-    bool done = false;
-    GVariant* reply = nullptr;
-    std::string error;
-  };
-  auto outcome = std::make_shared<Outcome>();
-  g_dbus_connection_call(
-      connection_, destination.c_str(), path.c_str(), iface.c_str(), method.c_str(), params,
-      nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, nullptr,
-      [](GObject* source, GAsyncResult* result, gpointer data) {
-        std::unique_ptr<std::shared_ptr<Outcome>> box(static_cast<std::shared_ptr<Outcome>*>(data));
-        GError* failure = nullptr;
-        (*box)->reply = g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, &failure);
-        if (failure) (*box)->error = failure->message;
-        g_clear_error(&failure);
-        (*box)->done = true;
-      },
-      new std::shared_ptr<Outcome>(outcome));
-  if (!iterateUntil([&] { return outcome->done; })) {
+                                                           GVariant* params) {
+  // The blocking call runs on its own thread while this one iterates.
+  auto reply = std::async(std::launch::async,
+                          [&] { return call(destination, path, iface, method, params); });
+  if (!until(
+          [&] { return reply.wait_for(std::chrono::seconds(0)) == std::future_status::ready; })) {
     throw std::runtime_error(method + " got no answer");
   }
-  if (error) *error = outcome->error;
-  return VariantPtr(outcome->reply, &unrefVariant);
+  return reply.get();
 }
 
 void DbusMockHarness::emitSignal(const std::string& busName, const std::string& path,
@@ -242,13 +225,29 @@ std::vector<DbusMockHarness::VariantPtr> DbusMockHarness::callArguments(const st
   return result;
 }
 
-std::size_t DbusMockHarness::callCount(const std::string& busName, const std::string& path,
-                                       const std::string& method) {
-  return callArguments(busName, path, method).size();
+std::size_t DbusMockHarness::notifyCount() {
+  return callArguments(kNotifications, kNotificationsPath, "Notify").size();
 }
 
-bool DbusMockHarness::iterateUntil(const std::function<bool()>& condition,
-                                   std::chrono::milliseconds deadline) {
+DbusMockHarness::VariantPtr DbusMockHarness::notifyArgument(std::size_t call, gsize index) {
+  const auto calls = callArguments(kNotifications, kNotificationsPath, "Notify");
+  GVariant* boxed = g_variant_get_child_value(calls.at(call).get(), index);
+  GVariant* value = g_variant_get_variant(boxed);
+  g_variant_unref(boxed);
+  return VariantPtr(value, &unrefVariant);
+}
+
+std::string DbusMockHarness::notifyString(std::size_t call, gsize index) {
+  return g_variant_get_string(notifyArgument(call, index).get(), nullptr);
+}
+
+void DbusMockHarness::notificationSignal(const char* signal, guint32 id, GVariant* detail) {
+  const std::string signature = std::string("u") + g_variant_get_type_string(detail);
+  emitSignal(kNotifications, kNotificationsPath, kNotifications, signal, signature,
+             {g_variant_new_uint32(id), detail});
+}
+
+bool until(const std::function<bool()>& condition, std::chrono::milliseconds deadline) {
   // A ticking source bounds each blocking iteration, so the deadline is seen
   // even when nothing else happens on the loop.
   const guint tick = g_timeout_add(
@@ -263,10 +262,10 @@ bool DbusMockHarness::iterateUntil(const std::function<bool()>& condition,
   return satisfied;
 }
 
-void DbusMockHarness::idle(double seconds) {
+void idle(double seconds) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-  iterateUntil([&] { return std::chrono::steady_clock::now() >= end; },
-               std::chrono::milliseconds(static_cast<int>(seconds * 1000) + 1000));
+  until([&] { return std::chrono::steady_clock::now() >= end; },
+        std::chrono::milliseconds(static_cast<int>(seconds * 1000) + 1000));
 }
 
 }  // namespace lumora::test

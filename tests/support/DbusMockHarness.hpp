@@ -14,14 +14,19 @@
 
 namespace lumora::test {
 
+/// Iterates the default GLib main context until `condition` holds or the
+/// deadline passes (only a guard against hangs); answers the condition.
+bool until(const std::function<bool()>& condition,
+           std::chrono::milliseconds deadline = std::chrono::seconds(30));
+/// Runs the default GLib main context for this long.
+void idle(double seconds);
+
 /// A private dbus-daemon with python-dbusmock services on it, for tests of the
 /// Linux backends against real D-Bus traffic.
 ///
 ///   if (auto missing = DbusMockHarness::missingTools()) GTEST_SKIP() << *missing;
 ///   DbusMockHarness bus;
 ///   bus.startTemplate("bluez5", "org.bluez");
-///   bus.call("org.bluez", "/", "org.bluez.Mock", "AddAdapter",
-///            g_variant_new("(ss)", "hci0", "host"));
 ///
 /// The daemon has no service directories, so nothing is ever auto-started.
 /// Every process runs in its own process group, and the destructor kills the
@@ -29,6 +34,8 @@ namespace lumora::test {
 class DbusMockHarness {
  public:
   using VariantPtr = std::unique_ptr<GVariant, void (*)(GVariant*)>;
+  static constexpr const char* kNotifications = "org.freedesktop.Notifications";
+  static constexpr const char* kNotificationsPath = "/org/freedesktop/Notifications";
 
   /// Why the harness cannot run here (no dbus-daemon, no dbusmock for
   /// /usr/bin/python3), or nothing when it can.
@@ -54,29 +61,27 @@ class DbusMockHarness {
   VariantPtr call(const std::string& destination, const std::string& path, const std::string& iface,
                   const std::string& method, GVariant* params = nullptr);
   /// The same call made while the default main context runs, so that an
-  /// object served there can answer; a null reply and, in `error`, why.
+  /// object served there can answer.
   VariantPtr callIterating(const std::string& destination, const std::string& path,
-                           const std::string& iface, const std::string& method, GVariant* params,
-                           std::string* error);
-  bool nameHasOwner(const std::string& name);
+                           const std::string& iface, const std::string& method,
+                           GVariant* params = nullptr);
   /// Makes the mock owning `busName` emit a signal from `path`; `args` are
   /// the signal's arguments as variants, matching `signature`.
   void emitSignal(const std::string& busName, const std::string& path, const std::string& iface,
                   const std::string& name, const std::string& signature,
                   const std::vector<GVariant*>& args);
-  /// How many times the mock object at `path` saw `method` called.
-  std::size_t callCount(const std::string& busName, const std::string& path,
-                        const std::string& method);
-  /// The argument tuples of those calls, oldest first.
+  /// The argument tuples of the calls of `method` on the mock object at `path`, oldest first.
   std::vector<VariantPtr> callArguments(const std::string& busName, const std::string& path,
                                         const std::string& method);
 
-  /// Iterates the default GLib main context until `condition` holds or the
-  /// deadline passes (only a guard against hangs); answers the condition.
-  static bool iterateUntil(const std::function<bool()>& condition,
-                           std::chrono::milliseconds deadline = std::chrono::seconds(15));
-  /// Runs the default GLib main context for this long.
-  static void idle(double seconds);
+  /// The notification server's Notify calls: how many, and argument `index`
+  /// (unboxed) of the `call`th one.
+  std::size_t notifyCount();
+  VariantPtr notifyArgument(std::size_t call, gsize index);
+  std::string notifyString(std::size_t call, gsize index);
+  /// The notification server emits `signal` (ActionInvoked, NotificationClosed)
+  /// for notification `id` with `detail` as its second argument.
+  void notificationSignal(const char* signal, guint32 id, GVariant* detail);
 
  private:
   pid_t spawn(const std::vector<std::string>& argv);

@@ -19,10 +19,12 @@ namespace lumora::test {
 ///   MockBluez bluez(bus);            // starts the template
 ///   bluez.addAdapter();
 ///   auto device = bluez.addDevice("AA:BB:CC:DD:EE:01");
-///   bluez.advertise(device, 0x004c, MockBluez::iBeaconFrame(uuid, 1, 2));
+///   bluez.advertise(device, {{0x004c, MockBluez::iBeaconFrame(uuid, 1, 2)}});
 class MockBluez {
  public:
   using Bytes = std::vector<std::uint8_t>;
+  /// Advertised manufacturer data, keyed by company identifier.
+  using ManufacturerData = std::vector<std::pair<std::uint16_t, Bytes>>;
   static constexpr const char* kAdapter = "/org/bluez/hci0";
 
   explicit MockBluez(DbusMockHarness& bus);
@@ -37,12 +39,10 @@ class MockBluez {
   /// Returns the device's object path.
   std::string addDevice(const std::string& address);
   void setServiceUuids(const std::string& device, const std::vector<std::string>& uuids);
-  /// An advertisement heard: ManufacturerData (keyed by company identifier)
-  /// and RSSI change in one PropertiesChanged signal.
-  using ManufacturerData = std::vector<std::pair<std::uint16_t, Bytes>>;
+  /// An advertisement heard: ManufacturerData and RSSI change in one
+  /// PropertiesChanged signal.
   void advertise(const std::string& device, const ManufacturerData& entries,
                  std::int16_t rssi = -60);
-  void advertise(const std::string& device, std::uint16_t companyId, const Bytes& value);
   /// How many times the adapter saw this method called.
   std::size_t adapterCalls(const std::string& method);
 
@@ -60,8 +60,8 @@ class MockBluez {
   /// RegisterMonitor fails with that D-Bus error name.
   void addMonitorManager(const std::string& registerError = "");
   /// The application roots passed to RegisterMonitor / UnregisterMonitor, oldest first.
-  std::vector<std::string> registeredRoots();
-  std::vector<std::string> unregisteredRoots();
+  std::vector<std::string> registeredRoots() { return rootsPassedTo("RegisterMonitor"); }
+  std::vector<std::string> unregisteredRoots() { return rootsPassedTo("UnregisterMonitor"); }
 
   struct Pattern {
     std::uint8_t startPosition = 0;
@@ -75,9 +75,9 @@ class MockBluez {
     std::vector<Pattern> patterns;
   };
   /// Reads the monitors of the application registered at `root` as bluetoothd
-  /// does: GetManagedObjects on the root, at the connection that exports it.
-  /// Iterates the default main context while waiting, so an application served
-  /// there can answer. Throws when no connection on the bus exports the root.
+  /// does: GetManagedObjects on the root, at the connection that exports it,
+  /// iterating the default main context meanwhile. Throws when no connection
+  /// on the bus exports the root.
   std::vector<Monitor> monitorsAt(const std::string& root);
   /// Calls `method` (DeviceFound or DeviceLost) with device on a monitor read by monitorsAt().
   void callMonitor(const std::string& monitorPath, const char* method, const std::string& device);
@@ -88,7 +88,6 @@ class MockBluez {
                             std::uint16_t minor);
 
  private:
-  void setDeviceProperty(const std::string& device, const char* name, GVariant* value);
   void addAdapterMethod(const char* iface, const char* method, const char* inSignature,
                         const std::string& code);
   std::vector<std::string> rootsPassedTo(const std::string& method);

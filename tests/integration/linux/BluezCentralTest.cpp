@@ -8,11 +8,19 @@
 namespace lumora::platform {
 namespace {
 
+using test::idle;
 using test::MockBluez;
+using test::until;
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr const char* kService = "0000feaa-0000-1000-8000-00805f9b34fb";
 constexpr const char* kServiceUpper = "0000FEAA-0000-1000-8000-00805F9B34FB";
+constexpr const char* kBeaconAddress = "AA:BB:CC:DD:EE:20";
+constexpr double kSettleSeconds = 0.3;  // several discovery-restart periods of 0.05 s
+
+Bytes iBeacon(std::uint16_t minor) {
+  return MockBluez::iBeaconFrame("E2C56DB5-DFFB-48D2-B060-D0F5A71096E0", 1, minor);
+}
 
 Bytes withCompanyId(std::uint16_t companyId, const Bytes& value) {
   Bytes bytes(value.size() + 2);  // the identifier little-endian, then the value
@@ -22,15 +30,29 @@ Bytes withCompanyId(std::uint16_t companyId, const Bytes& value) {
   return bytes;
 }
 
+// The scan (scanForPeripherals) reports to the delegate; the monitoring consumer
+// (setMonitoringDemand) is fed by BlueZ's advertisement monitor where bluetoothd
+// offers it, else by an unfiltered discovery shared with the scan.
 class BluezCentralTest : public test::BluezCentralWorld {
  protected:
-  void scan(const std::vector<std::string>& services, double restartSeconds = 60) {
+  void makeCentral(double restartSeconds = 60, double refreshSeconds = 60) {
     BluezCentral::Options options;
     options.discoveryRestartSeconds = restartSeconds;
-    makeCentral(options);
+    options.monitorRefreshSeconds = refreshSeconds;
+    BluezCentralWorld::makeCentral(options);
     ASSERT_TRUE(reachState(5));
+  }
+  void scan(const std::vector<std::string>& services, double restartSeconds = 60) {
+    makeCentral(restartSeconds);
     central->scanForPeripherals(services, true);
     ASSERT_TRUE(until([&] { return bluez->adapterCalls("StartDiscovery") >= 1; }));
+  }
+  /// Demands monitoring and answers the application root it registered.
+  std::string demandAndRegister() {
+    central->setMonitoringDemand(true);
+    EXPECT_TRUE(until([&] { return bluez->registeredRoots().size() == 1; }));
+    const auto roots = bluez->registeredRoots();
+    return roots.empty() ? "" : roots.front();
   }
   std::string deviceWithService(const std::string& address, const std::string& uuid) {
     const auto device = bluez->addDevice(address);
@@ -42,11 +64,17 @@ class BluezCentralTest : public test::BluezCentralWorld {
         std::count_if(delegate->advertisements.begin(), delegate->advertisements.end(),
                       [](const AdvertisementData& ad) { return ad.manufacturerData.has_value(); }));
   }
+  /// How often the monitor heard this iBeacon frame from `address`.
+  std::size_t heardWith(const Bytes& frame, const std::string& address = kBeaconAddress) const {
+    return static_cast<std::size_t>(std::count_if(heard.begin(), heard.end(), [&](const auto& ad) {
+      return ad.peripheralId == address && ad.manufacturerData == withCompanyId(0x004c, frame);
+    }));
+  }
 };
 
 TEST_F(BluezCentralTest, FollowsBluetoothdAndItsAdapterAndResumesTheRequestedScanByItself) {
   bus->stopTemplate("org.bluez");
-  makeCentral();
+  BluezCentralWorld::makeCentral();
   ASSERT_TRUE(reachState(4));  // org.bluez has no owner
   central->scanForPeripherals({kService}, true);
   bus->startTemplate("bluez5", "org.bluez");
@@ -76,7 +104,6 @@ TEST_F(BluezCentralTest, FollowsBluetoothdAndItsAdapterAndResumesTheRequestedSca
 TEST_F(BluezCentralTest, RefusedDiscoveryReportsUnauthorized) {
   bluez->refuse("StartDiscovery", "org.bluez.Error.NotAuthorized");
   makeCentral();
-  ASSERT_TRUE(reachState(5));
   central->scanForPeripherals({kService}, true);
   ASSERT_TRUE(reachState(3));
 }
@@ -84,12 +111,12 @@ TEST_F(BluezCentralTest, RefusedDiscoveryReportsUnauthorized) {
 TEST_F(BluezCentralTest, EveryManufacturerEntryReachesTheDelegateWithItsCompanyIdInEitherOrder) {
   scan({kService});
   // A device that does not advertise the service never comes through.
-  bluez->advertise(bluez->addDevice("11:22:33:44:55:66"), 0x1234, {1, 2, 3});
-  const Bytes iBeacon = MockBluez::iBeaconFrame("E2C56DB5-DFFB-48D2-B060-D0F5A71096E0", 1, 2);
+  bluez->advertise(bluez->addDevice("11:22:33:44:55:66"), {{0x1234, {1, 2, 3}}});
   const Bytes custom{0x03, 0xab, 0xcd, 0xef, 0x01, 0x23, 0x45, 0x67, 0x89, 0x00, 0x00, 0x2a};
   const auto device = deviceWithService("AA:BB:CC:DD:EE:30", kServiceUpper);
-  for (const auto& entries : {MockBluez::ManufacturerData{{0x004c, iBeacon}, {0x1234, custom}},
-                              MockBluez::ManufacturerData{{0x1234, custom}, {0x004c, iBeacon}}}) {
+  for (const auto& entries :
+       {MockBluez::ManufacturerData{{0x004c, iBeacon(2)}, {0x1234, custom}},
+        MockBluez::ManufacturerData{{0x1234, custom}, {0x004c, iBeacon(2)}}}) {
     delegate->advertisements.clear();
     bluez->advertise(device, entries, -67);
     ASSERT_TRUE(until([&] { return manufacturerDataSeen() >= 2; }));
@@ -101,7 +128,7 @@ TEST_F(BluezCentralTest, EveryManufacturerEntryReachesTheDelegateWithItsCompanyI
       EXPECT_EQ(ad.serviceUuids, std::vector<std::string>{kServiceUpper});
     }
     EXPECT_EQ(seen,
-              (std::set<Bytes>{withCompanyId(0x004c, iBeacon), withCompanyId(0x1234, custom)}));
+              (std::set<Bytes>{withCompanyId(0x004c, iBeacon(2)), withCompanyId(0x1234, custom)}));
   }
   EXPECT_TRUE(delegate->from("11:22:33:44:55:66").empty());
 }
@@ -127,9 +154,9 @@ TEST_F(BluezCentralTest, ServiceUuidsAreComparedAsUuidsWhateverTheirCaseAndNoneM
     ASSERT_TRUE(until([&] { return bluez->lastDiscoveryFilter().uuids == filter; }));
     const auto device = bluez->addDevice(address);
     if (!c.advertised.empty()) bluez->setServiceUuids(device, c.advertised);
-    bluez->advertise(device, 0x1234, {0x03});
+    bluez->advertise(device, {{0x1234, {0x03}}});
     // A device that always passes tells when the first one's turn is over.
-    bluez->advertise(deviceWithService(marker, kService), 0x1234, {0x04});
+    bluez->advertise(deviceWithService(marker, kService), {{0x1234, {0x04}}});
     ASSERT_TRUE(until([&] { return !delegate->from(marker).empty(); }));
     EXPECT_EQ(!delegate->from(address).empty(), c.reported);
   }
@@ -137,14 +164,13 @@ TEST_F(BluezCentralTest, ServiceUuidsAreComparedAsUuidsWhateverTheirCaseAndNoneM
 
 TEST_F(BluezCentralTest, ScanStartReportsKnownDevicesAndWithoutDuplicatesEachPeripheralOnce) {
   const auto known = deviceWithService("AA:BB:CC:DD:EE:03", kService);
-  bluez->advertise(known, 0x1234, {9});
+  bluez->advertise(known, {{0x1234, {9}}});
   makeCentral();
-  ASSERT_TRUE(reachState(5));
   central->scanForPeripherals({kService}, false);
   ASSERT_TRUE(until([&] { return !delegate->from("AA:BB:CC:DD:EE:03").empty(); }));
   EXPECT_EQ(*delegate->from("AA:BB:CC:DD:EE:03").front().manufacturerData, (Bytes{0x34, 0x12, 9}));
 
-  bluez->advertise(known, 0x1234, {10});
+  bluez->advertise(known, {{0x1234, {10}}});
   deviceWithService("AA:BB:CC:DD:EE:04", kService);
   ASSERT_TRUE(until([&] { return !delegate->from("AA:BB:CC:DD:EE:04").empty(); }));
   EXPECT_EQ(delegate->from("AA:BB:CC:DD:EE:03").size(), 1u);
@@ -158,22 +184,171 @@ TEST_F(BluezCentralTest, DiscoveryRestartsPeriodicallyWithoutReportingSilentDevi
     return bluez->adapterCalls("StopDiscovery") >= 2 && bluez->adapterCalls("StartDiscovery") >= 3;
   }));
   const auto device = deviceWithService("AA:BB:CC:DD:EE:30", kService);
-  bluez->advertise(device, 0x1234, {0x03});
+  bluez->advertise(device, {{0x1234, {0x03}}});
   ASSERT_TRUE(until([&] { return manufacturerDataSeen() >= 1; }));
-  settle();  // a scan start racing the advertisement may report it once more
+  idle(kSettleSeconds);  // a scan start racing the advertisement may report it once more
   const auto sightings = manufacturerDataSeen();
   const auto starts = bluez->adapterCalls("StartDiscovery");
   ASSERT_TRUE(until([&] { return bluez->adapterCalls("StartDiscovery") >= starts + 3; }));
-  settle();
+  idle(kSettleSeconds);
   EXPECT_EQ(manufacturerDataSeen(), sightings);  // silent since: never reported again
-  bluez->advertise(device, 0x1234, {0x03});
+  bluez->advertise(device, {{0x1234, {0x03}}});
   EXPECT_TRUE(until([&] { return manufacturerDataSeen() > sightings; }));
 
   central->stopScan();
   ASSERT_TRUE(until([&] { return !bluez->discovering(); }));
   const auto stopped = bluez->adapterCalls("StartDiscovery");
-  settle();
+  idle(kSettleSeconds);
   EXPECT_EQ(bluez->adapterCalls("StartDiscovery"), stopped);
+}
+
+TEST_F(BluezCentralTest, DemandRegistersAnIBeaconMonitorFedWhileItsDeviceIsFound) {
+  bluez->addMonitorManager();
+  makeCentral(0.05, 0.05);
+  const auto root = demandAndRegister();
+  const auto monitors = bluez->monitorsAt(root);
+  ASSERT_EQ(monitors.size(), 1u);
+  EXPECT_EQ(monitors[0].type, "or_patterns");
+  EXPECT_EQ(monitors[0].patterns,
+            (std::vector<MockBluez::Pattern>{{0, 0xff, {0x4c, 0x00, 0x02, 0x15}}}));
+
+  // No discovery, hence no restarts, for the monitor alone; a device bluetoothd
+  // has not reported found does not reach the monitor.
+  const auto beacon = bluez->addDevice(kBeaconAddress);
+  bluez->advertise(beacon, {{0x004c, iBeacon(2)}}, -67);
+  idle(kSettleSeconds);
+  EXPECT_TRUE(heard.empty());
+
+  // Once found, the unchanged advertisement keeps being heard, and so do new ones.
+  bluez->callMonitor(monitors[0].path, "DeviceFound", beacon);
+  ASSERT_TRUE(until([&] { return heardWith(iBeacon(2)) >= 4; }));
+  EXPECT_EQ(heard.back().rssi, -67);
+  bluez->advertise(beacon, {{0x004c, iBeacon(3)}});
+  ASSERT_TRUE(until([&] { return heardWith(iBeacon(3)) > 0; }));
+
+  // Once lost, nothing more: neither repeats nor new advertisements.
+  bluez->callMonitor(monitors[0].path, "DeviceLost", beacon);
+  bluez->advertise(beacon, {{0x004c, iBeacon(4)}});
+  idle(kSettleSeconds);
+  heard.clear();
+  idle(kSettleSeconds);
+  EXPECT_TRUE(heard.empty());
+
+  central->setMonitoringDemand(false);
+  ASSERT_TRUE(until([&] { return bluez->unregisteredRoots().size() == 1; }));
+  EXPECT_EQ(bluez->unregisteredRoots().front(), root);
+  EXPECT_THROW(bluez->monitorsAt(root), std::runtime_error);  // the objects are gone too
+  EXPECT_EQ(bluez->adapterCalls("StartDiscovery"), 0u);
+  EXPECT_EQ(bluez->adapterCalls("StopDiscovery"), 0u);
+}
+
+TEST_F(BluezCentralTest, ANewBluetoothdGetsTheMonitorTheScanKeepsItsFilterAndDestructionEndsIt) {
+  bluez->addMonitorManager();
+  makeCentral();
+  demandAndRegister();
+
+  // A fresh bluetoothd announces its adapter first and the manager after it:
+  // discovery serves the monitor in between and stops once the monitor is back.
+  bluez->restart();
+  bluez->addAdapter();
+  ASSERT_TRUE(until([&] { return bluez->discovering(); }));
+  bluez->addMonitorManager();
+  ASSERT_TRUE(until([&] { return bluez->registeredRoots().size() == 1 && !bluez->discovering(); }));
+  const auto root = bluez->registeredRoots().front();
+  EXPECT_EQ(bluez->monitorsAt(root).size(), 1u);
+
+  // Beside the monitor the scan runs with its own filter, and without duplicates no restarts.
+  const auto stops = bluez->adapterCalls("StopDiscovery");
+  central->scanForPeripherals({kService}, false);
+  ASSERT_TRUE(until([&] { return bluez->discovering(); }));
+  EXPECT_EQ(bluez->lastDiscoveryFilter().uuids, std::vector<std::string>{kServiceUpper});
+  EXPECT_FALSE(bluez->lastDiscoveryFilter().duplicateData);
+  idle(kSettleSeconds);
+  EXPECT_EQ(bluez->adapterCalls("StopDiscovery"), stops);
+  central->stopScan();
+  ASSERT_TRUE(until([&] { return !bluez->discovering(); }));
+  EXPECT_TRUE(bluez->unregisteredRoots().empty());  // the monitor stays registered
+
+  central.reset();
+  ASSERT_TRUE(until([&] { return bluez->unregisteredRoots().size() == 1; }));
+  EXPECT_EQ(bluez->unregisteredRoots().front(), root);
+}
+
+// Without a monitor (no API, or registration refused), an unfiltered
+// discovery, restarted so that unchanged advertisements are heard again,
+// feeds the monitor and only it, until the demand ends.
+class BluezMonitorFallbackTest : public BluezCentralTest,
+                                 public ::testing::WithParamInterface<bool> {};
+
+TEST_P(BluezMonitorFallbackTest, DemandRunsAnUnfilteredRestartedDiscoveryFeedingOnlyTheMonitor) {
+  const bool refused = GetParam();
+  if (refused) bluez->addMonitorManager("org.bluez.Error.Failed");
+  makeCentral(0.05);
+  central->setMonitoringDemand(true);
+  ASSERT_TRUE(
+      until([&] { return bluez->adapterCalls("StopDiscovery") >= 2 && bluez->discovering(); }));
+  EXPECT_EQ(bluez->registeredRoots().size(), refused ? 1u : 0u);
+  const auto filter = bluez->lastDiscoveryFilter();
+  EXPECT_TRUE(filter.uuids.empty());
+  EXPECT_EQ(filter.transport, "le");
+  EXPECT_TRUE(filter.duplicateData);
+
+  bluez->advertise(bluez->addDevice(kBeaconAddress), {{0x004c, iBeacon(2)}});
+  ASSERT_TRUE(until([&] { return heardWith(iBeacon(2)) > 0; }));
+  EXPECT_TRUE(delegate->advertisements.empty());  // no scan was requested
+
+  central->setMonitoringDemand(false);
+  ASSERT_TRUE(until([&] { return !bluez->discovering(); }));
+  const auto starts = bluez->adapterCalls("StartDiscovery");
+  idle(kSettleSeconds);
+  EXPECT_EQ(bluez->adapterCalls("StartDiscovery"), starts);
+}
+
+INSTANTIATE_TEST_SUITE_P(NoApiOrRefused, BluezMonitorFallbackTest, ::testing::Bool());
+
+TEST_F(BluezCentralTest, WithBothConsumersTheFilterIsTheUnionAndTheScanSeesItsOwn) {
+  makeCentral();
+  // A demand made while powered off waits for the adapter.
+  bluez->setPowered(false);
+  ASSERT_TRUE(reachState(4));
+  central->setMonitoringDemand(true);
+  idle(kSettleSeconds);
+  EXPECT_EQ(bluez->adapterCalls("StartDiscovery"), 0u);
+  bluez->setPowered(true);
+  ASSERT_TRUE(until([&] { return bluez->discovering(); }));
+
+  central->scanForPeripherals({kService}, false);
+  ASSERT_TRUE(until([&] { return bluez->adapterCalls("SetDiscoveryFilter") >= 2; }));
+  EXPECT_TRUE(bluez->lastDiscoveryFilter().uuids.empty());
+  EXPECT_TRUE(bluez->lastDiscoveryFilter().duplicateData);
+  const auto beacon = bluez->addDevice(kBeaconAddress);
+  bluez->advertise(beacon, {{0x004c, iBeacon(2)}});
+  bluez->advertise(deviceWithService("AA:BB:CC:DD:EE:12", kService), {{0x1234, {0x03, 1, 2}}});
+  ASSERT_TRUE(until([&] {
+    return heardWith(iBeacon(2)) > 0 && !delegate->from("AA:BB:CC:DD:EE:12").empty() &&
+           std::any_of(heard.begin(), heard.end(),
+                       [](const auto& ad) { return ad.peripheralId == "AA:BB:CC:DD:EE:12"; });
+  }));
+  EXPECT_TRUE(delegate->from(kBeaconAddress).empty());
+
+  // Stopping the scan leaves the monitor's discovery running and fed.
+  const auto stops = bluez->adapterCalls("StopDiscovery");
+  central->stopScan();
+  idle(kSettleSeconds);
+  EXPECT_TRUE(bluez->discovering());
+  EXPECT_EQ(bluez->adapterCalls("StopDiscovery"), stops);
+  bluez->advertise(beacon, {{0x004c, iBeacon(3)}});
+  ASSERT_TRUE(until([&] { return heardWith(iBeacon(3)) > 0; }));
+
+  // Without the monitor the scan's own filter comes back.
+  central->scanForPeripherals({kService}, true);
+  central->setMonitoringDemand(false);
+  ASSERT_TRUE(until([&] {
+    return bluez->lastDiscoveryFilter().uuids == std::vector<std::string>{kServiceUpper};
+  }));
+  EXPECT_TRUE(bluez->lastDiscoveryFilter().duplicateData);
+  central->stopScan();
+  ASSERT_TRUE(until([&] { return !bluez->discovering(); }));
 }
 
 }  // namespace

@@ -10,9 +10,7 @@ namespace lumora::platform {
 namespace {
 
 using test::DbusMockHarness;
-
-constexpr const char* kName = "org.freedesktop.Notifications";
-constexpr const char* kPath = "/org/freedesktop/Notifications";
+using test::until;
 
 class RecordingDelegate : public NotificationCenterDelegate {
  public:
@@ -31,13 +29,14 @@ class RecordingDelegate : public NotificationCenterDelegate {
   std::vector<NotificationResponse> responses;
 };
 
-NotificationRequest request(const std::string& identifier) {
+NotificationRequest request(const std::string& identifier, bool sound = true) {
   NotificationRequest result;
   result.identifier = identifier;
   result.title = "Spring sale";
   result.body = "Shoes & bags <50%>";
   result.userInfo = {{"bindingId", std::int64_t{66051}}, {"spaceId", std::string("abcdef")}};
   result.triggerInterval = 0.05;
+  result.defaultSound = sound;
   return result;
 }
 
@@ -51,34 +50,23 @@ class FreedesktopNotificationCenterTest : public ::testing::Test {
     center = FreedesktopNotificationCenter::create(queue, options);
     center->setDelegate(delegate);
   }
-
+  void startServer(const std::string& parametersJson = "") {
+    bus->startTemplate("notification_daemon", DbusMockHarness::kNotifications, parametersJson);
+  }
   std::int64_t settings() {
     std::optional<std::int64_t> status;
     center->getNotificationSettings([&](std::int64_t value) { status = value; });
-    EXPECT_TRUE(DbusMockHarness::iterateUntil([&] { return status.has_value(); }));
+    EXPECT_TRUE(until([&] { return status.has_value(); }));
     return status.value_or(-1);
   }
   std::optional<PlatformError> add(const NotificationRequest& notification) {
-    bool done = false;
-    std::optional<PlatformError> result;
-    center->add(notification, [&](std::optional<PlatformError> error) {
-      result = std::move(error);
-      done = true;
-    });
-    EXPECT_TRUE(DbusMockHarness::iterateUntil([&] { return done; }));
-    return result;
+    std::optional<std::optional<PlatformError>> result;
+    center->add(notification, [&](std::optional<PlatformError> error) { result = error; });
+    EXPECT_TRUE(until([&] { return result.has_value(); }));
+    return result.value_or(std::nullopt);
   }
-  std::size_t notifyCount() { return bus->callCount(kName, kPath, "Notify"); }
-  /// Argument `index` of the `call`th Notify call the server saw.
-  DbusMockHarness::VariantPtr notifyArgument(std::size_t call, gsize index) {
-    const auto calls = bus->callArguments(kName, kPath, "Notify");
-    GVariant* boxed = g_variant_get_child_value(calls.at(call).get(), index);
-    GVariant* value = g_variant_get_variant(boxed);
-    g_variant_unref(boxed);
-    return DbusMockHarness::VariantPtr(value, &g_variant_unref);
-  }
-  std::string notifyString(std::size_t call, gsize index) {
-    return g_variant_get_string(notifyArgument(call, index).get(), nullptr);
+  void action(guint32 id, const char* key) {
+    bus->notificationSignal("ActionInvoked", id, g_variant_new_string(key));
   }
 
   std::unique_ptr<DbusMockHarness> bus;
@@ -89,15 +77,15 @@ class FreedesktopNotificationCenterTest : public ::testing::Test {
 
 TEST_F(FreedesktopNotificationCenterTest, WithoutAServerSettingsAreDeniedAndAddFailsPromptly) {
   EXPECT_EQ(settings(), 1);
-  bool answered = false;
   std::optional<bool> granted;
+  bool failed = false;
   center->requestAuthorization(7, [&](bool value, std::optional<PlatformError> error) {
     granted = value;
-    answered = error.has_value();
+    failed = error.has_value();
   });
-  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return granted.has_value(); }));
+  ASSERT_TRUE(until([&] { return granted.has_value(); }));
   EXPECT_FALSE(*granted);
-  EXPECT_TRUE(answered);
+  EXPECT_TRUE(failed);
   auto error = add(request("first"));
   ASSERT_TRUE(error.has_value());
   EXPECT_EQ(error->domain, "org.freedesktop.Notifications");
@@ -106,72 +94,60 @@ TEST_F(FreedesktopNotificationCenterTest, WithoutAServerSettingsAreDeniedAndAddF
 
 TEST_F(FreedesktopNotificationCenterTest,
        ShowsTheNotificationAfterItsDelayWithEscapedBodyAndOpenAction) {
-  bus->startTemplate("notification_daemon", kName);
+  startServer();
   EXPECT_EQ(settings(), 2);
   EXPECT_EQ(add(request("first")), std::nullopt);
-  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return notifyCount() == 1; }));
+  ASSERT_TRUE(until([&] { return bus->notifyCount() == 1; }));
   EXPECT_EQ(delegate->presented, std::vector<std::string>{"first"});
 
-  EXPECT_EQ(notifyString(0, 0), "LumoraBeaconSDK");
-  EXPECT_EQ(g_variant_get_uint32(notifyArgument(0, 1).get()), 0u);
-  EXPECT_EQ(notifyString(0, 2), "");
-  EXPECT_EQ(notifyString(0, 3), "Spring sale");
+  EXPECT_EQ(bus->notifyString(0, 0), "LumoraBeaconSDK");
+  EXPECT_EQ(g_variant_get_uint32(bus->notifyArgument(0, 1).get()), 0u);
+  EXPECT_EQ(bus->notifyString(0, 2), "");
+  EXPECT_EQ(bus->notifyString(0, 3), "Spring sale");
   // The mock server lists "body-markup", so markup characters are escaped.
-  EXPECT_EQ(notifyString(0, 4), "Shoes &amp; bags &lt;50%&gt;");
+  EXPECT_EQ(bus->notifyString(0, 4), "Shoes &amp; bags &lt;50%&gt;");
+  const auto actions = bus->notifyArgument(0, 5);
   gsize count = 0;
-  const auto actionList = notifyArgument(0, 5);  // the strings below live in it
-  const gchar** actions = g_variant_get_strv(actionList.get(), &count);
-  ASSERT_EQ(count, 2u);
-  EXPECT_STREQ(actions[0], "default");
-  EXPECT_STREQ(actions[1], "Open");
-  g_free(actions);
-  EXPECT_EQ(g_variant_n_children(notifyArgument(0, 6).get()), 0u);
-  EXPECT_EQ(g_variant_get_int32(notifyArgument(0, 7).get()), -1);
+  g_autofree const gchar** list = g_variant_get_strv(actions.get(), &count);
+  EXPECT_EQ(std::vector<std::string>(list, list + count),
+            (std::vector<std::string>{"default", "Open"}));
+  EXPECT_EQ(g_variant_n_children(bus->notifyArgument(0, 6).get()), 0u);
+  EXPECT_EQ(g_variant_get_int32(bus->notifyArgument(0, 7).get()), -1);
 }
 
-TEST_F(FreedesktopNotificationCenterTest, PlainBodyAndTheMessageSoundWhereTheServerOffersThem) {
-  bus->startTemplate("notification_daemon", kName, R"({"capabilities": "body actions sound"})");
+TEST_F(FreedesktopNotificationCenterTest, PlainBodyAndSoundWhereOfferedAndNothingWithoutAlert) {
+  startServer(R"({"capabilities": "body actions sound"})");
   EXPECT_EQ(add(request("plain")), std::nullopt);
-  auto silent = request("silent");
-  silent.defaultSound = false;
-  EXPECT_EQ(add(silent), std::nullopt);
-  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return notifyCount() == 2; }));
-  EXPECT_EQ(notifyString(0, 4), "Shoes & bags <50%>");
+  EXPECT_EQ(add(request("silent", false)), std::nullopt);
+  ASSERT_TRUE(until([&] { return bus->notifyCount() == 2; }));
+  EXPECT_EQ(bus->notifyString(0, 4), "Shoes & bags <50%>");
   const gchar* sound = nullptr;
-  const auto hints = notifyArgument(0, 6);  // `sound` points into it
+  const auto hints = bus->notifyArgument(0, 6);  // `sound` points into it
   EXPECT_TRUE(g_variant_lookup(hints.get(), "sound-name", "&s", &sound));
   EXPECT_STREQ(sound, "message-new-instant");
-  EXPECT_EQ(g_variant_n_children(notifyArgument(1, 6).get()), 0u) << "a request without sound";
-}
+  EXPECT_EQ(g_variant_n_children(bus->notifyArgument(1, 6).get()), 0u) << "a request without sound";
 
-TEST_F(FreedesktopNotificationCenterTest, PresentationWithoutAlertShowsNothing) {
-  bus->startTemplate("notification_daemon", kName);
-  delegate->presentOptions = 2;  // sound only
-  EXPECT_EQ(add(request("silent")), std::nullopt);
-  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return !delegate->presented.empty(); }));
-  // A second, alerting notification shows that the first one was skipped, not delayed.
+  // A presentation without alert (sound only) shows nothing; a later alerting
+  // one shows that the first was skipped, not delayed.
+  delegate->presentOptions = 2;
+  EXPECT_EQ(add(request("quiet")), std::nullopt);
+  ASSERT_TRUE(until([&] { return delegate->presented.size() == 3; }));
   delegate->presentOptions = 7;
   EXPECT_EQ(add(request("loud")), std::nullopt);
-  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return notifyCount() >= 1; }));
-  DbusMockHarness::idle(0.2);
-  EXPECT_EQ(notifyCount(), 1u);
+  ASSERT_TRUE(until([&] { return bus->notifyCount() >= 3; }));
+  test::idle(0.2);
+  EXPECT_EQ(bus->notifyCount(), 3u);
 }
 
 TEST_F(FreedesktopNotificationCenterTest, ActionInvokedOnOurNotificationReachesTheDelegate) {
-  bus->startTemplate("notification_daemon", kName);
+  startServer();
   EXPECT_EQ(add(request("tap-me")), std::nullopt);
-  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return notifyCount() == 1; }));
+  ASSERT_TRUE(until([&] { return bus->notifyCount() == 1; }));
   // The mock numbers notifications from 1; id 99 belongs to another application.
-  const auto emit = [&](const char* signal, const char* signature, GVariant* second, guint32 id) {
-    bus->emitSignal(kName, kPath, kName, signal, signature, {g_variant_new_uint32(id), second});
-  };
-  const auto action = [&](guint32 id, const char* key) {
-    emit("ActionInvoked", "us", g_variant_new_string(key), id);
-  };
   action(99, "default");
   action(1, "default");
   action(1, "snooze");  // any action of ours is a response
-  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return delegate->responses.size() == 2; }));
+  ASSERT_TRUE(until([&] { return delegate->responses.size() == 2; }));
   const auto& response = delegate->responses.front();
   EXPECT_EQ(response.actionIdentifier, "default");
   EXPECT_EQ(response.request.identifier, "tap-me");
@@ -181,11 +157,11 @@ TEST_F(FreedesktopNotificationCenterTest, ActionInvokedOnOurNotificationReachesT
 
   // Once closed, the notification is forgotten; a later one still answers.
   EXPECT_EQ(add(request("later")), std::nullopt);
-  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return notifyCount() == 2; }));
-  emit("NotificationClosed", "uu", g_variant_new_uint32(2), 1);
+  ASSERT_TRUE(until([&] { return bus->notifyCount() == 2; }));
+  bus->notificationSignal("NotificationClosed", 1, g_variant_new_uint32(2));
   action(1, "default");
   action(2, "default");
-  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return delegate->responses.size() >= 3; }));
+  ASSERT_TRUE(until([&] { return delegate->responses.size() >= 3; }));
   ASSERT_EQ(delegate->responses.size(), 3u);
   EXPECT_EQ(delegate->responses.back().request.identifier, "later");
 }

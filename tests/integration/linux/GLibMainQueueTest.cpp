@@ -1,8 +1,8 @@
 #include <glib.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -12,15 +12,12 @@
 namespace lumora::platform {
 namespace {
 
-using test::DbusMockHarness;
+using test::idle;
+using test::until;
 
-class GLibMainQueueTest : public ::testing::Test {
- protected:
+TEST(GLibMainQueueTest, TasksRunOnTheLoopThreadInPostOrderNeverInlineEvenFromManyThreads) {
   GLibMainQueue queue;
   std::vector<std::string> order;
-};
-
-TEST_F(GLibMainQueueTest, PostedTasksRunOnTheLoopInPostOrderNeverInline) {
   queue.post([&] { order.push_back("a"); });
   queue.post([&] {
     order.push_back("b");
@@ -28,64 +25,54 @@ TEST_F(GLibMainQueueTest, PostedTasksRunOnTheLoopInPostOrderNeverInline) {
   });
   queue.post([&] { order.push_back("c"); });
   EXPECT_TRUE(order.empty());
-  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return order.size() == 4; }));
+  ASSERT_TRUE(until([&] { return order.size() == 4; }));
   EXPECT_EQ(order, (std::vector<std::string>{"a", "b", "c", "d"}));
-}
 
-TEST_F(GLibMainQueueTest, TasksPostedFromManyThreadsAllRunOnTheLoopThreadInEachThreadsOrder) {
   constexpr int kThreads = 4;
-  constexpr int kPerThread = 200;
-  std::vector<std::vector<int>> seen(kThreads);
+  constexpr std::size_t kPerThread = 200;
+  std::vector<std::vector<std::size_t>> seen(kThreads);
   std::atomic<int> offLoop{0};
   const auto loopThread = std::this_thread::get_id();
   std::vector<std::thread> posters;
-  for (int t = 0; t < kThreads; ++t) {
-    posters.emplace_back([&, t] {
-      for (int i = 0; i < kPerThread; ++i) {
-        queue.post([&, t, i] {
-          if (std::this_thread::get_id() != loopThread) ++offLoop;
-          seen[t].push_back(i);
+  for (auto& mine : seen) {
+    posters.emplace_back([&] {
+      for (std::size_t i = 0; i < kPerThread; ++i) {
+        queue.post([&, i] {
+          offLoop += std::this_thread::get_id() != loopThread ? 1 : 0;
+          mine.push_back(i);
         });
       }
     });
   }
   for (auto& poster : posters) poster.join();
-  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] {
-    for (const auto& s : seen)
-      if (s.size() != kPerThread) return false;
-    return true;
+  ASSERT_TRUE(until([&] {
+    return std::all_of(seen.begin(), seen.end(), [&](auto& s) { return s.size() == kPerThread; });
   }));
   EXPECT_EQ(offLoop, 0);
   for (const auto& s : seen) EXPECT_TRUE(std::is_sorted(s.begin(), s.end()));
 }
 
-TEST_F(GLibMainQueueTest, OneShotTimerFiresOnceUnlessInvalidatedEvenFromAnotherThread) {
-  int fired = 0;
-  int cancelledFired = 0;
-  auto timer = queue.scheduleTimer(0.01, false, [&](Timer&) { ++fired; });
-  auto cancelled = queue.scheduleTimer(0.01, false, [&](Timer&) { ++cancelledFired; });
-  EXPECT_TRUE(timer->isValid());
+TEST(GLibMainQueueTest, TimersFireUntilInvalidatedFromAnyThreadOrTheirOwnBlock) {
+  GLibMainQueue queue;
+  int oneShot = 0, cancelledShot = 0, repeating = 0;
+  auto timer = queue.scheduleTimer(0.01, false, [&](Timer&) { ++oneShot; });
+  auto cancelled = queue.scheduleTimer(0.01, false, [&](Timer&) { ++cancelledShot; });
   std::thread([&] { cancelled->invalidate(); }).join();
   EXPECT_FALSE(cancelled->isValid());
-  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return fired == 1; }));
-  EXPECT_FALSE(timer->isValid());
-  DbusMockHarness::idle(0.05);  // past where a second firing would be
-  EXPECT_EQ(fired, 1);
-  EXPECT_EQ(cancelledFired, 0);
-}
-
-TEST_F(GLibMainQueueTest, RepeatingTimerRunsUntilInvalidatedFromItsOwnBlockEvenWhenUnreferenced) {
-  int fired = 0;
   // The caller drops its reference at once: the loop keeps the timer alive.
   queue.scheduleTimer(0.005, true, [&](Timer& self) {
-    if (++fired == 3) self.invalidate();
+    if (++repeating == 3) self.invalidate();
   });
-  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return fired >= 3; }));
-  DbusMockHarness::idle(0.05);
-  EXPECT_EQ(fired, 3);
+  ASSERT_TRUE(until([&] { return oneShot == 1 && repeating >= 3; }));
+  EXPECT_FALSE(timer->isValid());
+  idle(0.05);  // past where further firings would be
+  EXPECT_EQ(oneShot, 1);
+  EXPECT_EQ(cancelledShot, 0);
+  EXPECT_EQ(repeating, 3);
 }
 
-TEST_F(GLibMainQueueTest, TimerInvalidatedByAnotherThreadWhileItsBlockRunsFinishesSafely) {
+TEST(GLibMainQueueTest, TimerInvalidatedByAnotherThreadWhileItsBlockRunsFinishesSafely) {
+  GLibMainQueue queue;
   std::shared_ptr<Timer> timer;
   std::atomic<int> fired{0};
   timer = queue.scheduleTimer(0.001, true, [&](Timer& self) {
@@ -94,18 +81,14 @@ TEST_F(GLibMainQueueTest, TimerInvalidatedByAnotherThreadWhileItsBlockRunsFinish
     timer.reset();  // the block's own timer outlives this: the loop still holds it
     EXPECT_FALSE(self.isValid());
   });
-  ASSERT_TRUE(DbusMockHarness::iterateUntil([&] { return fired == 1 && !timer; }));
-  DbusMockHarness::idle(0.05);
+  ASSERT_TRUE(until([&] { return fired == 1 && !timer; }));
+  idle(0.05);
   EXPECT_EQ(fired, 1);
-}
 
-TEST_F(GLibMainQueueTest, TasksPostedBeforeTheQueueIsDestroyedStillRun) {
+  // Tasks posted before a queue is destroyed still run.
   bool ran = false;
-  {
-    GLibMainQueue shortLived;
-    shortLived.post([&] { ran = true; });
-  }
-  EXPECT_TRUE(DbusMockHarness::iterateUntil([&] { return ran; }));
+  std::make_unique<GLibMainQueue>()->post([&] { ran = true; });
+  EXPECT_TRUE(until([&] { return ran; }));
 }
 
 }  // namespace

@@ -8,8 +8,10 @@
 #include <filesystem>
 #include <regex>
 #include <set>
+#include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/linux/LinuxPlatform.hpp"
@@ -25,95 +27,58 @@ LogRecord record(std::int64_t level, std::string text) {
   return line;
 }
 
-/// A log writing to `fd` only (no system log socket).
-LinuxSystemLog::Options toDescriptor(int fd, std::size_t capacityBytes = 1 << 20) {
-  LinuxSystemLog::Options options;
-  options.standardOutput = fd;
-  options.socketPath = "";
-  options.capacityBytes = capacityBytes;
-  return options;
-}
-
-/// A pipe standing in for the host's standard output.
+/// A pipe standing in for the host's standard output, and a log writing to it
+/// only (no system log socket).
 struct Pipe {
   Pipe() { EXPECT_EQ(::pipe(fds), 0); }
   ~Pipe() {
-    closeRead();
-    closeWrite();
+    for (int fd : fds)
+      if (fd >= 0) ::close(fd);
   }
-  void closeRead() {
-    if (fds[0] >= 0) ::close(fds[0]);
-    fds[0] = -1;
+  LinuxSystemLog::Options logOptions(std::size_t capacityBytes) const {
+    LinuxSystemLog::Options options;
+    options.standardOutput = fds[1];
+    options.socketPath = "";
+    options.capacityBytes = capacityBytes;
+    return options;
   }
-  void closeWrite() {
-    if (fds[1] >= 0) ::close(fds[1]);
-    fds[1] = -1;
-  }
-  /// Everything written until the write end is closed, as lines.
-  std::vector<std::string> readLines() const {
+  /// Reads on its own thread while `writeAll` runs, then closes the write end
+  /// and answers the lines written.
+  std::vector<std::string> linesWrittenBy(const std::function<void()>& writeAll) {
     std::string all;
-    char buffer[65536];
-    for (ssize_t n; (n = ::read(fds[0], buffer, sizeof buffer)) != 0;) {
-      if (n > 0) all.append(buffer, static_cast<std::size_t>(n));
-    }
-    std::vector<std::string> lines;
-    for (std::size_t start = 0, end; (end = all.find('\n', start)) != std::string::npos;
-         start = end + 1) {
-      lines.push_back(all.substr(start, end - start));
-    }
+    std::thread reader([&] {
+      char buffer[65536];
+      for (ssize_t n; (n = ::read(fds[0], buffer, sizeof buffer)) != 0;) {
+        if (n > 0) all.append(buffer, static_cast<std::size_t>(n));
+      }
+    });
+    writeAll();
+    ::close(std::exchange(fds[1], -1));
+    reader.join();
     EXPECT_TRUE(all.empty() || all.back() == '\n') << "a line was cut short";
+    std::vector<std::string> lines;
+    std::istringstream stream(all);
+    for (std::string line; std::getline(stream, line);) lines.push_back(line);
     return lines;
   }
   int fds[2] = {-1, -1};
 };
 
-/// Reads `pipe` on its own thread while the test writes, and returns the lines.
-std::vector<std::string> drainWhile(Pipe& pipe, const std::function<void()>& writeAll) {
-  std::vector<std::string> lines;
-  std::thread reader([&] { lines = pipe.readLines(); });
-  writeAll();
-  pipe.closeWrite();
-  reader.join();
-  return lines;
-}
-
-/// A datagram socket bound at a private path, standing in for /dev/log.
-class SyslogServer {
- public:
-  SyslogServer() {
-    char pattern[] = "/tmp/lumora-syslog-XXXXXX";
-    directory_ = ::mkdtemp(pattern);
-    path_ = directory_ / "log";
-    fd_ = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path_.c_str());
-    EXPECT_EQ(::bind(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    const timeval guard{30, 0};  // fail rather than hang when nothing arrives
-    ::setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &guard, sizeof guard);
-  }
-  ~SyslogServer() {
-    ::close(fd_);
-    std::filesystem::remove_all(directory_);
-  }
-  const std::filesystem::path& path() const { return path_; }
-  std::string receive() const {
-    char buffer[4096];
-    const ssize_t n = ::recv(fd_, buffer, sizeof buffer, 0);
-    return n < 0 ? std::string("(nothing)") : std::string(buffer, static_cast<std::size_t>(n));
-  }
-
- private:
-  std::filesystem::path directory_;
-  std::filesystem::path path_;
-  int fd_ = -1;
-};
-
 TEST(LinuxSystemLogTest, SystemLogGetsEachLineUnderTheSdkTagWithThePriorityOfItsLevel) {
-  SyslogServer server;
+  // A datagram socket bound at a private path stands in for /dev/log.
+  char pattern[] = "/tmp/lumora-syslog-XXXXXX";
+  const std::filesystem::path directory = ::mkdtemp(pattern);
+  const int server = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::snprintf(address.sun_path, sizeof address.sun_path, "%s", (directory / "log").c_str());
+  ASSERT_EQ(::bind(server, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  const timeval guard{30, 0};  // fail rather than hang when nothing arrives
+  ::setsockopt(server, SOL_SOCKET, SO_RCVTIMEO, &guard, sizeof guard);
+
   ::setenv("LUMORA_LOG_LEVEL", "error", 1);
   LinuxPlatformOptions options;
-  options.systemLogSocket = server.path();
+  options.systemLogSocket = directory / "log";
   LinuxPlatform platform(options);
   ::unsetenv("LUMORA_LOG_LEVEL");
   const auto log = platform.systemLog();
@@ -132,17 +97,21 @@ TEST(LinuxSystemLogTest, SystemLogGetsEachLineUnderTheSdkTagWithThePriorityOfIts
         R"(>[A-Z][a-z]{2} [ 1-3]\d \d\d:\d\d:\d\d LumoraBeaconSDK\[)" + std::to_string(::getpid()) +
         R"(\]: \[LumoraBeaconSDK\] 2025-03-07 09:41:05 \[X\] \[F:1 f\(\)\] - line )" +
         std::to_string(level));
-    const auto datagram = server.receive();
+    char buffer[4096];
+    const ssize_t n = ::recv(server, buffer, sizeof buffer, 0);
+    const std::string datagram(buffer, static_cast<std::size_t>(std::max<ssize_t>(n, 0)));
     EXPECT_TRUE(std::regex_match(datagram, expected)) << datagram;
   }
+  ::close(server);
+  std::filesystem::remove_all(directory);
 }
 
 TEST(LinuxSystemLogTest, LinesAreWholeAndNeverInterleavedAcrossThreads) {
   constexpr int kThreads = 4;
   constexpr int kLines = 500;
   Pipe out;
-  const auto lines = drainWhile(out, [&] {
-    LinuxSystemLog log(toDescriptor(out.fds[1], 64 << 20));
+  const auto lines = out.linesWrittenBy([&] {
+    LinuxSystemLog log(out.logOptions(64 << 20));
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
       threads.emplace_back([&log, t] {
@@ -170,14 +139,14 @@ TEST(LinuxSystemLogTest, LinesAreWholeAndNeverInterleavedAcrossThreads) {
 TEST(LinuxSystemLogTest, StalledReaderNeitherBlocksTheCallerNorLosesCountOfDroppedLines) {
   constexpr int kLines = 5000;
   Pipe out;
-  auto options = toDescriptor(out.fds[1], 64 << 10);
+  auto options = out.logOptions(64 << 10);
   options.flushTimeout = std::chrono::seconds(60);
   auto log = std::make_unique<LinuxSystemLog>(options);
   // Nobody reads yet: the pipe and the queue fill up, and every call returns.
   for (int i = 0; i < kLines; ++i) {
     log->write(record(0, "line " + std::to_string(i) + " " + std::string(100, 'x')));
   }
-  const auto lines = drainWhile(out, [&] { log.reset(); });
+  const auto lines = out.linesWrittenBy([&] { log.reset(); });
 
   int written = 0;
   int previous = -1;
@@ -206,9 +175,9 @@ TEST(LinuxSystemLogTest, ReaderThatWentAwayDoesNotKillTheHost) {
   EXPECT_EXIT(
       {
         Pipe out;
-        out.closeRead();
+        ::close(std::exchange(out.fds[0], -1));
         {
-          LinuxSystemLog log(toDescriptor(out.fds[1]));
+          LinuxSystemLog log(out.logOptions(1 << 20));
           for (int i = 0; i < 100; ++i) log.write(record(1, "to nobody"));
         }
         struct sigaction action {};

@@ -13,14 +13,8 @@ constexpr const char* kCreative =
     R"({"campaignId":12,"creativeId":345,"title":"Spring sale","message":"Shoes half price",
         "data":"payload"})";
 
-std::string stringArgument(GVariant* arguments, gsize index) {
-  GVariant* boxed = g_variant_get_child_value(arguments, index);
-  GVariant* value = g_variant_get_variant(boxed);
-  std::string text = g_variant_get_string(value, nullptr);
-  g_variant_unref(value);
-  g_variant_unref(boxed);
-  return text;
-}
+using test::idle;
+using test::until;
 
 class LinuxSdkTest : public LinuxSdkWorld {
  protected:
@@ -33,7 +27,6 @@ class LinuxSdkTest : public LinuxSdkWorld {
     serveCreative(kBindingId, kCreative);
   }
 
-  std::size_t notifyCount() { return bus->callCount(kNotifications, kNotificationsPath, "Notify"); }
   void expectDeliveredCreative(const LumoraAdCreative& creative) {
     EXPECT_EQ(creative.data(), std::optional<std::string>("payload"));
     EXPECT_EQ(creative.creativeId(), 345);
@@ -61,16 +54,14 @@ TEST_F(LinuxSdkTest, BeaconsOnTheAirBecomeACreativeANotificationAndOnTapAClick) 
   expectDeliveredCreative(firstCreative("onCreativeReceived"));
   EXPECT_EQ(callsNamed("onError"), 0u);
 
-  ASSERT_TRUE(until([&] { return notifyCount() >= 1; }));
-  auto notify = bus->callArguments(kNotifications, kNotificationsPath, "Notify");
-  EXPECT_EQ(stringArgument(notify.front().get(), 3), "Spring sale");
-  EXPECT_EQ(stringArgument(notify.front().get(), 4), "Shoes half price");
+  ASSERT_TRUE(until([&] { return bus->notifyCount() >= 1; }));
+  EXPECT_EQ(bus->notifyString(0, 3), "Spring sale");
+  EXPECT_EQ(bus->notifyString(0, 4), "Shoes half price");
   ASSERT_TRUE(until([&] { return !eventsOfType("request").empty(); }));
   EXPECT_EQ(eventsOfType("request").front()["bindingId"], kBindingId);
 
   // The mock server numbers its notifications from 1.
-  bus->emitSignal(kNotifications, kNotificationsPath, kNotifications, "ActionInvoked", "us",
-                  {g_variant_new_uint32(1), g_variant_new_string("default")});
+  bus->notificationSignal("ActionInvoked", 1, g_variant_new_string("default"));
   ASSERT_TRUE(until(
       [&] { return callsNamed("onNotificationClicked") == 1 && !eventsOfType("click").empty(); }));
   expectDeliveredCreative(firstCreative("onNotificationClicked"));

@@ -33,7 +33,7 @@ std::string sdkPlist(const TestHttpsServer& server, const std::string& iBeaconUu
 void LinuxSdkWorld::SetUp() {
   BluezCentralWorld::SetUp();
   if (IsSkipped()) return;
-  bus->startTemplate("notification_daemon", kNotifications);
+  bus->startTemplate("notification_daemon", test::DbusMockHarness::kNotifications);
 
   char pattern[] = "/tmp/lumora-linuxsdk-XXXXXX";
   ASSERT_NE(mkdtemp(pattern), nullptr);
@@ -48,7 +48,7 @@ void LinuxSdkWorld::TearDown() {
   facade.reset();
   platform::Platform::install(nullptr);
   platform.reset();
-  idle(0.05);  // lets work posted by the released objects drain while the bus still exists
+  test::idle(0.05);  // lets work posted by the released objects drain while the bus still exists
   std::error_code ignored;
   if (!directory.empty()) std::filesystem::remove_all(directory, ignored);
 }
@@ -82,7 +82,7 @@ void LinuxSdkWorld::serveCreative(std::int64_t bindingId, const std::string& jso
 
 std::string LinuxSdkWorld::advertiseIBeacon(const std::string& address) {
   const auto device = bluez->addDevice(address);
-  bluez->advertise(device, 0x004c, test::MockBluez::iBeaconFrame(kIBeaconUuid, 7, 9));
+  bluez->advertise(device, {{0x004c, test::MockBluez::iBeaconFrame(kIBeaconUuid, 7, 9)}});
   return device;
 }
 
@@ -99,7 +99,7 @@ std::string LinuxSdkWorld::advertiseCustomBeacon(const std::string& address,
         static_cast<std::uint8_t>(std::stoi(std::string(kSpaceId + i, 2), nullptr, 16)));
   }
   value.resize(value.size() + 11, 0x00);
-  bluez->advertise(device, 0x1234, value);
+  bluez->advertise(device, {{0x1234, value}});
   return device;
 }
 

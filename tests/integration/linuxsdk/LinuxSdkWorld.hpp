@@ -26,8 +26,6 @@ class LinuxSdkWorld : public test::BluezCentralWorld {
   static constexpr const char* kIBeaconUuid = "E2C56DB5-DFFB-48D2-B060-D0F5A71096E0";
   static constexpr const char* kServiceUuid = "0000FEAA-0000-1000-8000-00805F9B34FB";
   static constexpr const char* kSpaceId = "0a1b2c3d4e5f6071";
-  static constexpr const char* kNotifications = "org.freedesktop.Notifications";
-  static constexpr const char* kNotificationsPath = "/org/freedesktop/Notifications";
 
   void SetUp() override;
   void TearDown() override;
