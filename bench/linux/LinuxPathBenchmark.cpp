@@ -28,6 +28,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <map>
 #include <memory>
 #include <regex>
 #include <stdexcept>
@@ -226,9 +227,24 @@ class QuietCallback : public lumora::LumoraAdBeaconCallback {
  public:
   void onInitialized() override {}
   void onCreativeReceived(const lumora::LumoraAdCreative&) override { ++creatives; }
-  void onError(const lumora::LumoraAdBeaconError&) override {}
+  void onError(const lumora::LumoraAdBeaconError& error) override {
+    // By code and the message's first words: numbers and names vary per error.
+    const auto& message = error.message();
+    ++errors[{lumora::rawValue(error.code()),
+              message.substr(0, message.find_first_of("0123456789:"))}];
+  }
   void onNotificationClicked(const lumora::LumoraAdCreative&) override {}
+  /// The errors the host heard: how many of each kind.
+  void printErrors() const {
+    for (const auto& [kind, count] : errors) {
+      std::fprintf(out, "host heard error %lld x %llu: %s...\n", static_cast<long long>(kind.first),
+                   static_cast<unsigned long long>(count), kind.second.c_str());
+    }
+  }
   std::uint64_t creatives = 0;
+
+ private:
+  std::map<std::pair<std::int64_t, std::string>, std::uint64_t> errors;
 };
 
 constexpr const char* kIBeaconUuid = "E2C56DB5-DFFB-48D2-B060-D0F5A71096E0";
@@ -271,6 +287,7 @@ class Sdk {
                       callback_, lumora::Environment::stage);
     facade_->start();
   }
+  const QuietCallback& callback() const { return *callback_; }
   ~Sdk() {
     facade_.reset();
     lumora::platform::Platform::install(nullptr);
@@ -540,6 +557,7 @@ int runSoak(const fs::path& tool, const fs::path& directory, double minutes) {
                  *high, growth, growth <= 5 ? "flat" : "GROWING");
   }
   reportFetches(plan, server, 15);
+  sdk.callback().printErrors();
   return 0;
 }
 

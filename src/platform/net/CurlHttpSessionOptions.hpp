@@ -20,8 +20,9 @@ struct CurlHttpSessionOptions {
   /// Requests waiting for a free connection at most; one more ends at once
   /// with an error instead of queueing, so that a server slower than the
   /// beacons around the host costs bounded memory (a waiting request holds
-  /// a few kilobytes).
-  std::size_t maxWaitingRequests = 1024;
+  /// a few kilobytes). Room for a crowd of new beacons at once: each brings
+  /// a creative fetch and an event.
+  std::size_t maxWaitingRequests = 4096;
 };
 
 }  // namespace lumora::platform

@@ -103,6 +103,10 @@ CURLcode CurlTransfer::configure(const CurlHttpSessionOptions& options,
   set(CURLOPT_SSL_VERIFYHOST, 2L);
   set(CURLOPT_TIMEOUT_MS, timeoutMilliseconds(request_.timeoutSeconds));
   set(CURLOPT_NOSIGNAL, 1L);
+  // A connection idle longer than this is not reused: servers close idle
+  // connections after a few seconds (5 s is common), and a request written
+  // into one just closed fails with a send error instead of being answered.
+  set(CURLOPT_MAXAGE_CONN, 4L);
   set(CURLOPT_ACCEPT_ENCODING, "");
   set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(maxResponseBytes_));
   set(CURLOPT_WRITEFUNCTION, &CurlTransfer::onBody);

@@ -33,34 +33,26 @@ TEST_F(BeaconDeduplicatorTest, KeyPacksTheSpaceDigitsInOrderAndRefusesOtherSpace
   EXPECT_EQ(deduplicator.size(), 0u);
 }
 
-TEST_F(BeaconDeduplicatorTest, AddedIdentityIsARepeatUpToAndIncludingTheInterval) {
+// A repeat up to and including 30 s after the add; checking does not extend
+// the window, a second add restarts it; identities differing in any field
+// are independent.
+TEST_F(BeaconDeduplicatorTest, AnIdentityRepeatsForThirtySecondsFromItsLastAdd) {
   EXPECT_FALSE(deduplicator.contains(4660, kSpace, 300));
-  deduplicator.add(4660, kSpace, 300);
-  EXPECT_TRUE(deduplicator.contains(4660, kSpace, 300));
-  advance(30.0);
-  EXPECT_TRUE(deduplicator.contains(4660, kSpace, 300)) << "exactly 30.0 s is still a repeat";
-  advance(0.001);
-  EXPECT_FALSE(deduplicator.contains(4660, kSpace, 300));
-  EXPECT_EQ(deduplicator.size(), 1u) << "contains never removes an entry";
-}
-
-TEST_F(BeaconDeduplicatorTest, ContainsDoesNotRefreshButASecondAddDoes) {
-  deduplicator.add(4660, kSpace, 300);
-  advance(20.0);
-  EXPECT_TRUE(deduplicator.contains(4660, kSpace, 300));
-  advance(15.0);
-  EXPECT_FALSE(deduplicator.contains(4660, kSpace, 300)) << "a repeat does not extend the window";
-
-  deduplicator.add(4660, kSpace, 300);
-  advance(25.0);
-  EXPECT_TRUE(deduplicator.contains(4660, kSpace, 300)) << "window restarts at the second add";
-}
-
-TEST_F(BeaconDeduplicatorTest, IdentitiesDifferingInAnyFieldAreIndependent) {
   deduplicator.add(4660, kSpace, 300);
   EXPECT_FALSE(deduplicator.contains(4660, kSpace, 301));
   EXPECT_FALSE(deduplicator.contains(4660, "0a1b2c3d4e5f6072", 300));
   EXPECT_FALSE(deduplicator.contains(4661, kSpace, 300));
+  advance(20.0);
+  EXPECT_TRUE(deduplicator.contains(4660, kSpace, 300));
+  advance(10.0);
+  EXPECT_TRUE(deduplicator.contains(4660, kSpace, 300)) << "exactly 30.0 s is still a repeat";
+  advance(0.001);
+  EXPECT_FALSE(deduplicator.contains(4660, kSpace, 300));
+  EXPECT_EQ(deduplicator.size(), 1u) << "contains never removes an entry";
+
+  deduplicator.add(4660, kSpace, 300);
+  advance(25.0);
+  EXPECT_TRUE(deduplicator.contains(4660, kSpace, 300)) << "window restarts at the second add";
 }
 
 TEST_F(BeaconDeduplicatorTest, ClearExpiredKeepsEntriesAtOrUnderTheIntervalAndClearAllEmpties) {
