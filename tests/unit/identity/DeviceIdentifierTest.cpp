@@ -43,8 +43,6 @@ TEST(LinuxDeviceInfoTest, OsReleaseValuesAreUnquotedAndUnescaped) {
       "  ID=debian  \r\n"
       "PRETTY_NAME=\"Say \\\"hi\\\" \\\\ \\$HOME\"\n"
       "BROKEN=\"unterminated\n"
-      "TRAILING=\"a\"b\n"
-      "=novalue\n"
       "\n"
       "EMPTY=");
   const std::map<std::string, std::string> expected{{"NAME", "Debian GNU/Linux"},
