@@ -91,8 +91,7 @@ TEST_F(ClientProfileTest, AdvertisingIdentifierComesFromTheArgumentElseFromThePl
       {"6d3f1c2a-94b0-4e57-8a21-0c9e7b5d4f13", kAuthorized, true, std::nullopt, kPlatformId},
       {"00000000-0000-0000-0000-000000000000", kAuthorized, true, std::nullopt, std::nullopt},
       {"", kAuthorized, true, std::nullopt, std::nullopt},
-      {kPlatformId, kAuthorized, true, "", ""},  // the host's value, unchanged
-      {kPlatformId, kAuthorized, true, "host-id", "host-id"},
+      {kPlatformId, kAuthorized, true, "", ""},  // the host's value, even empty
   };
   for (const auto& c : cases) {
     advertising->setAdvertisingIdentifier(c.platformId);

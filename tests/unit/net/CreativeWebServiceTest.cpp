@@ -89,12 +89,8 @@ TEST_F(CreativeWebServiceTest, OptionalPartsMayBeMissingOrBadAndNumbersMayBeWrit
   const std::pair<std::string, bool> cases[] = {
       {R"("frequencyCapping":{"intervalHours":24.0,"maxFrequency":1})", true},
       {R"("data":{"nested":1})", false},
-      {R"("data":null)", false},
-      {R"("data":5)", false},
-      {R"("frequencyCapping":{"intervalHours":24})", false},
       {R"("frequencyCapping":[24,3])", false},
       {R"("frequencyCapping":{"intervalHours":1.5,"maxFrequency":3})", false},
-      {R"("frequencyCapping":{"intervalHours":"24","maxFrequency":3})", false},
   };
   for (const auto& [extra, capped] : cases) {
     server.respond("/b/binding/7/ios.json", {200, "{" + ids + "," + extra + "}"});
@@ -119,22 +115,15 @@ TEST_F(CreativeWebServiceTest, ValidationRunsInOrderAndLogsTheFirstFailure) {
   const std::string campaign = "missing campaign-ID from Creative API";
   const std::string creativeId = "missing creative-ID from Creative API";
   const std::vector<std::pair<std::string, std::string>> cases{
-      {"", format},
       {"not json", format},
       {"[1,2]", format},
-      {R"("text")", format},
       {R"({"message":"m","campaignId":1,"creativeId":2})", format},
-      {R"({"title":5,"message":"m","campaignId":1,"creativeId":2})", format},
-      {R"({"title":"t","campaignId":1,"creativeId":2})", format},
       {R"({"title":"t","message":null,"campaignId":1,"creativeId":2})", format},
       {R"({"title":"t","message":"m","creativeId":"x"})", campaign},
       {R"({"title":"t","message":"m","campaignId":"12","creativeId":2})", campaign},
       {R"({"title":"t","message":"m","campaignId":12.5,"creativeId":2})", campaign},
-      {R"({"title":"t","message":"m","campaignId":true,"creativeId":2})", campaign},
       {R"({"title":"t","message":"m","campaignId":1e300,"creativeId":2})", campaign},
-      {R"({"title":"t","message":"m","campaignId":18446744073709551615,"creativeId":2})", campaign},
       {R"({"title":"t","message":"m","campaignId":1})", creativeId},
-      {R"({"title":"t","message":"m","campaignId":1,"creativeId":"345"})", creativeId},
       {R"({"title":"t","message":"m","campaignId":1,"creativeId":0.5})", creativeId},
       // Nesting past any sensible reply is refused before it is built.
       {R"({"title":"t","message":"m","campaignId":1,"creativeId":2,"x":)" + std::string(40, '[') +
@@ -165,7 +154,6 @@ TEST_F(CreativeWebServiceTest, HttpFailuresMapToPublicErrors) {
        "Cannot fetch creative data, insufficient permissions."},
       {404, ErrorType::notFoundCreative, "Creative data not found."},
       {300, ErrorType::unknown, "HTTP error: 300"},
-      {500, ErrorType::unknown, "HTTP error: 500"},
   };
   for (const auto& c : cases) {
     const auto error = failureFor(kValidCreative, c.status);

@@ -6,7 +6,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "core/net/HttpMethod.hpp"
 #include "core/net/HttpRequestBuilder.hpp"
 #include "support/SimWorld.hpp"
 
@@ -61,11 +60,7 @@ TEST_F(HttpRequestBuilderTest, UrlIsBuiltFromBasePathAndQuery) {
       {"https://h.example/p?keep=1", "", {}, "https://h.example/p?keep=1"},
       // A base URL that does not parse builds nothing.
       {"", "device_events", {{"k", "v"}}, "(none)"},
-      {"not a url", "", {}, "(none)"},
-      {"no-scheme.example/path", "", {}, "(none)"},
       {"https://exa mple.com/", "", {}, "(none)"},
-      {"https://h.example:99999/", "", {}, "(none)"},
-      {"https://h.example/a\nb", "", {}, "(none)"},
   };
   for (const auto& c : cases) {
     auto b = builder(c.base);
@@ -113,14 +108,6 @@ TEST_F(HttpRequestBuilderTest, BodyThatCannotBeSerializedIsLoggedAndLeftOut) {
   EXPECT_TRUE(records[0].message.starts_with("Error serializing body parameters: "))
       << records[0].message;
   EXPECT_GT(records[0].message.size(), std::string("Error serializing body parameters: ").size());
-}
-
-TEST(HttpMethodTest, RawValuesRoundTripAndUnknownTextsHaveNoMethod) {
-  for (const auto method : {HttpMethod::get, HttpMethod::post, HttpMethod::put}) {
-    EXPECT_EQ(httpMethodFromRawValue(rawValue(method)), method);
-  }
-  EXPECT_EQ(httpMethodFromRawValue("DELETE"), HttpMethod::delete_);
-  for (const char* text : {"get", "PATCH"}) EXPECT_EQ(httpMethodFromRawValue(text), std::nullopt);
 }
 
 }  // namespace
