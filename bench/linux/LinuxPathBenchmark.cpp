@@ -15,6 +15,7 @@
 #include <glib.h>
 #include <httplib.h>
 #include <spawn.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <systemd/sd-bus.h>
@@ -23,6 +24,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -178,18 +180,22 @@ class Load {
 
 /// HTTPS creatives and events on 127.0.0.1, counting fetches per binding in
 /// memory allocated up front, so that it does not grow the process.
+/// The creative and event server, in a child process of its own so that the
+/// bench process's memory and CPU figures are the SDK's alone. Fetches per
+/// binding are counted in memory shared with that child.
 class CreativeServer {
  public:
   explicit CreativeServer(const fs::path& directory)
       : certificate_(lumora::tools::SelfSignedCertificate::generate(directory / "tls")),
         server_(certificate_.certFile().c_str(), certificate_.keyFile().c_str()),
-        fetches_(1u << 24) {
-    for (auto& count : fetches_) count.store(0);
+        fetches_(static_cast<std::atomic<std::uint8_t>*>(
+            mmap(nullptr, kBindings, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))) {
+    if (fetches_ == MAP_FAILED) throw std::runtime_error("server: no shared memory");
     server_.Get(R"(/bucket/binding/([0-9/]+)/ios\.json)", [this](const auto& request, auto& reply) {
       std::string digits = request.matches[1];
       digits.erase(std::remove(digits.begin(), digits.end(), '/'), digits.end());
       const auto binding = std::stoul(digits);
-      if (binding < fetches_.size()) fetches_[binding].fetch_add(1);
+      if (binding < kBindings) fetches_[binding].fetch_add(1);
       reply.set_content(R"({"campaignId":1,"creativeId":)" + digits +
                             R"(,"title":"Offer","message":"Today only","data":"x"})",
                         "application/json");
@@ -205,11 +211,17 @@ class CreativeServer {
     server_.set_tcp_nodelay(true);
     server_.new_task_queue = [] { return new httplib::ThreadPool(64); };
     port_ = server_.bind_to_any_port("127.0.0.1");
-    thread_ = std::thread([this] { server_.listen_after_bind(); });
+    child_ = fork();
+    if (child_ < 0) throw std::runtime_error("server: cannot fork");
+    if (child_ == 0) {
+      server_.listen_after_bind();
+      _exit(0);
+    }
   }
   ~CreativeServer() {
-    server_.stop();
-    thread_.join();
+    kill(child_, SIGTERM);
+    waitpid(child_, nullptr, 0);
+    munmap(fetches_, kBindings);
   }
   std::string hostAndPort() const { return "127.0.0.1:" + std::to_string(port_); }
   fs::path caFile() const { return certificate_.certFile(); }
@@ -218,9 +230,10 @@ class CreativeServer {
  private:
   lumora::tools::SelfSignedCertificate certificate_;
   httplib::SSLServer server_;
-  std::vector<std::atomic<std::uint8_t>> fetches_;
+  static constexpr std::size_t kBindings = std::size_t{1} << 24;
+  std::atomic<std::uint8_t>* fetches_;
   int port_ = 0;
-  std::thread thread_;
+  pid_t child_ = -1;
 };
 
 class QuietCallback : public lumora::LumoraAdBeaconCallback {
