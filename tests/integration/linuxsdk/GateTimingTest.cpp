@@ -33,54 +33,46 @@ double secondsBetween(Instant from, Instant to) {
 }
 
 bool isIBeacon(const platform::AdvertisementData& advertisement) {
-  static const std::vector<std::uint8_t> kPrefix{0x4c, 0x00, 0x02, 0x15};
   const auto& data = advertisement.manufacturerData;
-  return data && data->size() > kPrefix.size() &&
-         std::equal(kPrefix.begin(), kPrefix.end(), data->begin());
+  return data && data->size() > 4 && (*data)[0] == 0x4c && (*data)[1] == 0 && (*data)[2] == 0x02 &&
+         (*data)[3] == 0x15;
 }
 
 /// What the SDK saw, with real times: each iBeacon report reaching the
 /// location service (main thread) and the gate closing (any logging thread).
-struct GateRecord {
-  std::vector<Instant> iBeaconReports;
-  std::mutex mutex;
-  std::optional<Instant> closedAt;
-
-  std::optional<Instant> closed() {
-    std::lock_guard lock(mutex);
-    return closedAt;
-  }
-};
-
-/// Passes every line on and notes when the gate-closing line is logged;
-/// asks for debug lines whatever the environment says.
+/// Passes every log line on to `next`, asking for debug lines whatever the
+/// environment says.
 class GateLog : public platform::SystemLog {
  public:
-  GateLog(std::shared_ptr<platform::SystemLog> next, std::shared_ptr<GateRecord> record)
-      : next_(std::move(next)), record_(std::move(record)) {}
   void write(const platform::LogRecord& line) override {
     if (line.message == kGateClosedLine) {
-      std::lock_guard lock(record_->mutex);
-      if (!record_->closedAt) record_->closedAt = SteadyClock::now();
+      std::lock_guard lock(mutex_);
+      if (!closedAt_) closedAt_ = SteadyClock::now();
     }
-    next_->write(line);
+    next->write(line);
   }
   std::optional<std::string> requestedLevel() const override { return "debug"; }
+  std::optional<Instant> closed() {
+    std::lock_guard lock(mutex_);
+    return closedAt_;
+  }
+
+  std::shared_ptr<platform::SystemLog> next;
+  std::vector<Instant> iBeaconReports;
 
  private:
-  const std::shared_ptr<platform::SystemLog> next_;
-  const std::shared_ptr<GateRecord> record_;
+  std::mutex mutex_;
+  std::optional<Instant> closedAt_;
 };
 
 /// The Linux platform with the central's advertisements to the location
 /// service and the log observed.
 class ObservedLinuxPlatform : public platform::LinuxPlatform {
  public:
-  ObservedLinuxPlatform(const platform::LinuxPlatformOptions& options,
-                        std::shared_ptr<GateRecord> record)
-      : LinuxPlatform(options),
-        record_(std::move(record)),
-        log_(std::make_shared<GateLog>(LinuxPlatform::systemLog(), record_)) {}
+  ObservedLinuxPlatform(const platform::LinuxPlatformOptions& options, std::shared_ptr<GateLog> log)
+      : LinuxPlatform(options), log_(std::move(log)) {
+    log_->next = LinuxPlatform::systemLog();
+  }
 
   std::shared_ptr<platform::SystemLog> systemLog() override { return log_; }
 
@@ -89,10 +81,10 @@ class ObservedLinuxPlatform : public platform::LinuxPlatform {
     std::call_once(tapped_, [&] {
       auto central = std::static_pointer_cast<platform::BluezCentral>(bleCentral());
       central->setAdvertisementMonitor(
-          [record = record_,
+          [log = log_,
            target = std::weak_ptr(std::static_pointer_cast<platform::BleLocationService>(service))](
               const platform::AdvertisementData& advertisement) {
-            if (isIBeacon(advertisement)) record->iBeaconReports.push_back(SteadyClock::now());
+            if (isIBeacon(advertisement)) log->iBeaconReports.push_back(SteadyClock::now());
             if (auto location = target.lock()) location->onAdvertisement(advertisement);
           });
     });
@@ -100,7 +92,6 @@ class ObservedLinuxPlatform : public platform::LinuxPlatform {
   }
 
  private:
-  const std::shared_ptr<GateRecord> record_;
   const std::shared_ptr<GateLog> log_;
   std::once_flag tapped_;
 };
@@ -111,7 +102,7 @@ class GateTimingTest : public LinuxSdkWorld, public ::testing::WithParamInterfac
  protected:
   std::shared_ptr<platform::LinuxPlatform> makePlatform(
       const platform::LinuxPlatformOptions& options) override {
-    return std::make_shared<ObservedLinuxPlatform>(options, record);
+    return std::make_shared<ObservedLinuxPlatform>(options, gate);
   }
 
   /// The beacon heard by discovery: the controller passes its unchanged
@@ -146,7 +137,7 @@ class GateTimingTest : public LinuxSdkWorld, public ::testing::WithParamInterfac
     return SteadyClock::now();
   }
 
-  std::shared_ptr<GateRecord> record = std::make_shared<GateRecord>();
+  std::shared_ptr<GateLog> gate = std::make_shared<GateLog>();
 };
 
 TEST_P(GateTimingTest, CustomScanStopsTenToTwelveSecondsAfterTheLastIBeaconReport) {
@@ -169,11 +160,11 @@ TEST_P(GateTimingTest, CustomScanStopsTenToTwelveSecondsAfterTheLastIBeaconRepor
   const auto lastOnAir =
       monitorPath ? advertiseThroughMonitor(device, monitor, shipped.monitorLostAfterSeconds)
                   : advertiseThroughDiscovery(device);
-  ASSERT_TRUE(until([&] { return record->closed().has_value(); }, std::chrono::seconds(45)));
+  ASSERT_TRUE(until([&] { return gate->closed().has_value(); }, std::chrono::seconds(45)));
 
-  ASSERT_FALSE(record->iBeaconReports.empty());
-  const auto closedAt = *record->closed();
-  const double sinceLastReport = secondsBetween(record->iBeaconReports.back(), closedAt);
+  ASSERT_FALSE(gate->iBeaconReports.empty());
+  const auto closedAt = *gate->closed();
+  const double sinceLastReport = secondsBetween(gate->iBeaconReports.back(), closedAt);
   const double sinceOffAir = secondsBetween(lastOnAir, closedAt);
   EXPECT_GE(sinceLastReport, kGateSeconds);
   EXPECT_LE(sinceLastReport, kDiscoveryCloseBound + kLoadSlack);
@@ -185,7 +176,7 @@ TEST_P(GateTimingTest, CustomScanStopsTenToTwelveSecondsAfterTheLastIBeaconRepor
                            : kDiscoveryCloseBound;
   EXPECT_LE(sinceOffAir, bound + kLoadSlack)
       << "scan stopped " << sinceLastReport << " s after the last of "
-      << record->iBeaconReports.size() << " iBeacon reports";
+      << gate->iBeaconReports.size() << " iBeacon reports";
 }
 
 INSTANTIATE_TEST_SUITE_P(BluezPaths, GateTimingTest,
