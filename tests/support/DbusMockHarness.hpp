@@ -74,11 +74,10 @@ class DbusMockHarness {
   std::vector<VariantPtr> callArguments(const std::string& busName, const std::string& path,
                                         const std::string& method);
 
-  /// The notification server's Notify calls: how many, and argument `index`
-  /// (unboxed) of the `call`th one.
+  /// The notification server's Notify calls: how many, and the arguments of
+  /// the `call`th one as GVariant text.
   std::size_t notifyCount();
-  VariantPtr notifyArgument(std::size_t call, gsize index);
-  std::string notifyString(std::size_t call, gsize index);
+  std::string notifyCall(std::size_t call);
   /// The notification server emits `signal` (ActionInvoked, NotificationClosed)
   /// for notification `id` with `detail` as its second argument.
   void notificationSignal(const char* signal, guint32 id, GVariant* detail);
