@@ -22,11 +22,7 @@ bool until(const std::function<bool()>& condition,
 void idle(double seconds);
 
 /// A private dbus-daemon with python-dbusmock services on it, for tests of the
-/// Linux backends against real D-Bus traffic.
-///
-///   if (auto missing = DbusMockHarness::missingTools()) GTEST_SKIP() << *missing;
-///   DbusMockHarness bus;
-///   bus.startTemplate("bluez5", "org.bluez");
+/// Linux backends against real D-Bus traffic (skip when missingTools() says why not).
 ///
 /// The daemon has no service directories, so nothing is ever auto-started.
 /// Every process runs in its own process group, and the destructor kills the

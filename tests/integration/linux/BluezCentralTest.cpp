@@ -203,8 +203,7 @@ TEST_F(BluezCentralTest, DemandRegistersAnIBeaconMonitorFedWhileItsDeviceIsFound
   const auto monitors = bluez->monitorsAt(root);
   ASSERT_EQ(monitors.size(), 1u);
   EXPECT_EQ(monitors[0].type, "or_patterns");
-  EXPECT_EQ(monitors[0].patterns,
-            (std::vector<MockBluez::Pattern>{{0, 0xff, {0x4c, 0x00, 0x02, 0x15}}}));
+  EXPECT_EQ(monitors[0].patterns, "[(byte 0x00, byte 0xff, [byte 0x4c, 0x00, 0x02, 0x15])]");
 
   // No discovery, hence no restarts, for the monitor alone; a device bluetoothd
   // has not reported found does not reach the monitor.
