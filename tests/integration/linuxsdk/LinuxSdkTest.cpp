@@ -5,6 +5,7 @@
 #include <lumora/LinuxLocationPolicy.hpp>
 #include "LinuxSdkWorld.hpp"
 
+#include "core/net/CreativeWebService.hpp"
 #include "platform/linux/NetlinkReachabilityService.hpp"
 
 namespace lumora::testing {
@@ -25,7 +26,9 @@ class LinuxSdkTest : public LinuxSdkWorld {
     // Without a default route the SDK rightly treats the machine as offline.
     auto handle = platform::NetlinkReachabilityService().createWithAddress({}).handle;
     if (!handle || handle->flags().value_or(0) == 0) GTEST_SKIP() << "no default route";
-    serveCreative(kBindingId, kCreative);
+    server.respond(
+        "/bucket/binding/" + CreativeWebService::formatBindingId(kBindingId) + "/ios.json",
+        TestHttpsServer::Response(200, kCreative));
   }
 
   /// The first creative handed to the callback `callName` is the one served.
