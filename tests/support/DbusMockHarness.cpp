@@ -229,16 +229,10 @@ std::size_t DbusMockHarness::notifyCount() {
   return callArguments(kNotifications, kNotificationsPath, "Notify").size();
 }
 
-DbusMockHarness::VariantPtr DbusMockHarness::notifyArgument(std::size_t call, gsize index) {
+std::string DbusMockHarness::notifyCall(std::size_t call) {
   const auto calls = callArguments(kNotifications, kNotificationsPath, "Notify");
-  GVariant* boxed = g_variant_get_child_value(calls.at(call).get(), index);
-  GVariant* value = g_variant_get_variant(boxed);
-  g_variant_unref(boxed);
-  return VariantPtr(value, &unrefVariant);
-}
-
-std::string DbusMockHarness::notifyString(std::size_t call, gsize index) {
-  return g_variant_get_string(notifyArgument(call, index).get(), nullptr);
+  g_autofree gchar* text = g_variant_print(calls.at(call).get(), FALSE);
+  return text;
 }
 
 void DbusMockHarness::notificationSignal(const char* signal, guint32 id, GVariant* detail) {

@@ -22,11 +22,7 @@ bool until(const std::function<bool()>& condition,
 void idle(double seconds);
 
 /// A private dbus-daemon with python-dbusmock services on it, for tests of the
-/// Linux backends against real D-Bus traffic.
-///
-///   if (auto missing = DbusMockHarness::missingTools()) GTEST_SKIP() << *missing;
-///   DbusMockHarness bus;
-///   bus.startTemplate("bluez5", "org.bluez");
+/// Linux backends against real D-Bus traffic (skip when missingTools() says why not).
 ///
 /// The daemon has no service directories, so nothing is ever auto-started.
 /// Every process runs in its own process group, and the destructor kills the
@@ -74,11 +70,10 @@ class DbusMockHarness {
   std::vector<VariantPtr> callArguments(const std::string& busName, const std::string& path,
                                         const std::string& method);
 
-  /// The notification server's Notify calls: how many, and argument `index`
-  /// (unboxed) of the `call`th one.
+  /// The notification server's Notify calls: how many, and the arguments of
+  /// the `call`th one as GVariant text.
   std::size_t notifyCount();
-  VariantPtr notifyArgument(std::size_t call, gsize index);
-  std::string notifyString(std::size_t call, gsize index);
+  std::string notifyCall(std::size_t call);
   /// The notification server emits `signal` (ActionInvoked, NotificationClosed)
   /// for notification `id` with `detail` as its second argument.
   void notificationSignal(const char* signal, guint32 id, GVariant* detail);

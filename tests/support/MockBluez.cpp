@@ -52,24 +52,14 @@ GVariant* monitorManagerProperties() {
 }
 
 MockBluez::Monitor readMonitor(const gchar* path, GVariant* properties) {
-  MockBluez::Monitor monitor;
-  monitor.path = path;
+  MockBluez::Monitor monitor{path, "", ""};
   const gchar* type = nullptr;
   if (g_variant_lookup(properties, "Type", "&s", &type)) monitor.type = type;
-  GVariant* patterns = g_variant_lookup_value(properties, "Patterns", G_VARIANT_TYPE("a(yyay)"));
-  if (patterns == nullptr) return monitor;
-  for (gsize i = 0; i < g_variant_n_children(patterns); ++i) {
-    MockBluez::Pattern pattern;
-    GVariant* content = nullptr;
-    g_variant_get_child(patterns, i, "(yy@ay)", &pattern.startPosition, &pattern.adType, &content);
-    gsize size = 0;
-    const auto* bytes =
-        static_cast<const std::uint8_t*>(g_variant_get_fixed_array(content, &size, 1));
-    pattern.content.assign(bytes, bytes + size);
-    g_variant_unref(content);
-    monitor.patterns.push_back(std::move(pattern));
+  if (GVariant* patterns = g_variant_lookup_value(properties, "Patterns", nullptr)) {
+    g_autofree gchar* text = g_variant_print(patterns, TRUE);
+    monitor.patterns = text;
+    g_variant_unref(patterns);
   }
-  g_variant_unref(patterns);
   return monitor;
 }
 

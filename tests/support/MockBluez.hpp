@@ -15,11 +15,6 @@ namespace lumora::test {
 /// (hci0) and the devices whose advertisements a test puts on the air. Like
 /// bluetoothd, the adapter invalidates every device's RSSI when a discovery
 /// ends, and an advertisement brings it back.
-///
-///   MockBluez bluez(bus);            // starts the template
-///   bluez.addAdapter();
-///   auto device = bluez.addDevice("AA:BB:CC:DD:EE:01");
-///   bluez.advertise(device, {{0x004c, MockBluez::iBeaconFrame(uuid, 1, 2)}});
 class MockBluez {
  public:
   using Bytes = std::vector<std::uint8_t>;
@@ -63,16 +58,11 @@ class MockBluez {
   std::vector<std::string> registeredRoots() { return rootsPassedTo("RegisterMonitor"); }
   std::vector<std::string> unregisteredRoots() { return rootsPassedTo("UnregisterMonitor"); }
 
-  struct Pattern {
-    std::uint8_t startPosition = 0;
-    std::uint8_t adType = 0;
-    Bytes content;
-    bool operator==(const Pattern&) const = default;
-  };
+  /// A registered monitor: its object path, Type and Patterns (GVariant text).
   struct Monitor {
     std::string path;
     std::string type;
-    std::vector<Pattern> patterns;
+    std::string patterns;
   };
   /// Reads the monitors of the application registered at `root` as bluetoothd
   /// does: GetManagedObjects on the root, at the connection that exports it,

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -66,19 +65,18 @@ struct Pipe {
 
 TEST(LinuxSystemLogTest, SystemLogGetsEachLineUnderTheSdkTagWithThePriorityOfItsLevel) {
   // A datagram socket bound at a private path stands in for /dev/log.
-  char pattern[] = "/tmp/lumora-syslog-XXXXXX";
-  const std::filesystem::path directory = ::mkdtemp(pattern);
+  const std::string path = "/tmp/lumora-syslog-" + std::to_string(::getpid());
   const int server = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::snprintf(address.sun_path, sizeof address.sun_path, "%s", (directory / "log").c_str());
+  sockaddr_un address{AF_UNIX, {}};
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  ::unlink(path.c_str());
   ASSERT_EQ(::bind(server, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
   const timeval guard{30, 0};  // fail rather than hang when nothing arrives
   ::setsockopt(server, SOL_SOCKET, SO_RCVTIMEO, &guard, sizeof guard);
 
   ::setenv("LUMORA_LOG_LEVEL", "error", 1);
   LinuxPlatformOptions options;
-  options.systemLogSocket = directory / "log";
+  options.systemLogSocket = path;
   LinuxPlatform platform(options);
   ::unsetenv("LUMORA_LOG_LEVEL");
   const auto log = platform.systemLog();
@@ -87,11 +85,8 @@ TEST(LinuxSystemLogTest, SystemLogGetsEachLineUnderTheSdkTagWithThePriorityOfIts
   auto hidden = record(3, "not for the system log");
   hidden.toSystemLog = false;
   log->write(hidden);
-  const std::vector<std::pair<std::int64_t, int>> priorities{{0, 15}, {1, 14}, {2, 12}, {3, 11}};
-  for (const auto& [level, priority] : priorities) {
+  for (const auto& [level, priority] : {std::pair{0, 15}, {1, 14}, {2, 12}, {3, 11}}) {
     log->write(record(level, "2025-03-07 09:41:05 [X] [F:1 f()] - line " + std::to_string(level)));
-  }
-  for (const auto& [level, priority] : priorities) {
     const std::regex expected(
         "<" + std::to_string(priority) +
         R"(>[A-Z][a-z]{2} [ 1-3]\d \d\d:\d\d:\d\d LumoraBeaconSDK\[)" + std::to_string(::getpid()) +
@@ -103,7 +98,7 @@ TEST(LinuxSystemLogTest, SystemLogGetsEachLineUnderTheSdkTagWithThePriorityOfIts
     EXPECT_TRUE(std::regex_match(datagram, expected)) << datagram;
   }
   ::close(server);
-  std::filesystem::remove_all(directory);
+  ::unlink(path.c_str());
 }
 
 TEST(LinuxSystemLogTest, LinesAreWholeAndNeverInterleavedAcrossThreads) {

@@ -8,8 +8,8 @@
 #include "platform/linux/BluezCentral.hpp"
 
 // How long after the last iBeacon the custom-beacon scan stops on the real
-// Linux platform, with BlueZ delivering the iBeacon by restarted discovery or
-// by its advertisement monitor. Runs in real time on the mock bus.
+// Linux platform, with BlueZ delivering the iBeacon by its advertisement
+// monitor. Runs in real time on the mock bus.
 namespace lumora::testing {
 namespace {
 
@@ -33,54 +33,46 @@ double secondsBetween(Instant from, Instant to) {
 }
 
 bool isIBeacon(const platform::AdvertisementData& advertisement) {
-  static const std::vector<std::uint8_t> kPrefix{0x4c, 0x00, 0x02, 0x15};
   const auto& data = advertisement.manufacturerData;
-  return data && data->size() > kPrefix.size() &&
-         std::equal(kPrefix.begin(), kPrefix.end(), data->begin());
+  return data && data->size() > 4 && (*data)[0] == 0x4c && (*data)[1] == 0 && (*data)[2] == 0x02 &&
+         (*data)[3] == 0x15;
 }
 
 /// What the SDK saw, with real times: each iBeacon report reaching the
 /// location service (main thread) and the gate closing (any logging thread).
-struct GateRecord {
-  std::vector<Instant> iBeaconReports;
-  std::mutex mutex;
-  std::optional<Instant> closedAt;
-
-  std::optional<Instant> closed() {
-    std::lock_guard lock(mutex);
-    return closedAt;
-  }
-};
-
-/// Passes every line on and notes when the gate-closing line is logged;
-/// asks for debug lines whatever the environment says.
+/// Passes every log line on to `next`, asking for debug lines whatever the
+/// environment says.
 class GateLog : public platform::SystemLog {
  public:
-  GateLog(std::shared_ptr<platform::SystemLog> next, std::shared_ptr<GateRecord> record)
-      : next_(std::move(next)), record_(std::move(record)) {}
   void write(const platform::LogRecord& line) override {
     if (line.message == kGateClosedLine) {
-      std::lock_guard lock(record_->mutex);
-      if (!record_->closedAt) record_->closedAt = SteadyClock::now();
+      std::lock_guard lock(mutex_);
+      if (!closedAt_) closedAt_ = SteadyClock::now();
     }
-    next_->write(line);
+    next->write(line);
   }
   std::optional<std::string> requestedLevel() const override { return "debug"; }
+  std::optional<Instant> closed() {
+    std::lock_guard lock(mutex_);
+    return closedAt_;
+  }
+
+  std::shared_ptr<platform::SystemLog> next;
+  std::vector<Instant> iBeaconReports;
 
  private:
-  const std::shared_ptr<platform::SystemLog> next_;
-  const std::shared_ptr<GateRecord> record_;
+  std::mutex mutex_;
+  std::optional<Instant> closedAt_;
 };
 
 /// The Linux platform with the central's advertisements to the location
 /// service and the log observed.
 class ObservedLinuxPlatform : public platform::LinuxPlatform {
  public:
-  ObservedLinuxPlatform(const platform::LinuxPlatformOptions& options,
-                        std::shared_ptr<GateRecord> record)
-      : LinuxPlatform(options),
-        record_(std::move(record)),
-        log_(std::make_shared<GateLog>(LinuxPlatform::systemLog(), record_)) {}
+  ObservedLinuxPlatform(const platform::LinuxPlatformOptions& options, std::shared_ptr<GateLog> log)
+      : LinuxPlatform(options), log_(std::move(log)) {
+    log_->next = LinuxPlatform::systemLog();
+  }
 
   std::shared_ptr<platform::SystemLog> systemLog() override { return log_; }
 
@@ -89,10 +81,10 @@ class ObservedLinuxPlatform : public platform::LinuxPlatform {
     std::call_once(tapped_, [&] {
       auto central = std::static_pointer_cast<platform::BluezCentral>(bleCentral());
       central->setAdvertisementMonitor(
-          [record = record_,
+          [log = log_,
            target = std::weak_ptr(std::static_pointer_cast<platform::BleLocationService>(service))](
               const platform::AdvertisementData& advertisement) {
-            if (isIBeacon(advertisement)) record->iBeaconReports.push_back(SteadyClock::now());
+            if (isIBeacon(advertisement)) log->iBeaconReports.push_back(SteadyClock::now());
             if (auto location = target.lock()) location->onAdvertisement(advertisement);
           });
     });
@@ -100,102 +92,55 @@ class ObservedLinuxPlatform : public platform::LinuxPlatform {
   }
 
  private:
-  const std::shared_ptr<GateRecord> record_;
   const std::shared_ptr<GateLog> log_;
   std::once_flag tapped_;
 };
 
-enum class IBeaconPath { restartedDiscovery, advertisementMonitor };
-
-class GateTimingTest : public LinuxSdkWorld, public ::testing::WithParamInterface<IBeaconPath> {
+class GateTimingTest : public LinuxSdkWorld {
  protected:
   std::shared_ptr<platform::LinuxPlatform> makePlatform(
       const platform::LinuxPlatformOptions& options) override {
-    return std::make_shared<ObservedLinuxPlatform>(options, record);
+    return std::make_shared<ObservedLinuxPlatform>(options, gate);
   }
 
-  /// The beacon heard by discovery: the controller passes its unchanged
-  /// advertisement once per discovery session, so it is put on the air now and
-  /// again in the next session after a restart. Answers the last time.
-  Instant advertiseThroughDiscovery(const std::string& device) {
-    const auto sessions = bluez->adapterCalls("StartDiscovery");
-    advertiseNow(device);
-    EXPECT_TRUE(until(
-        [&] { return bluez->adapterCalls("StartDiscovery") > sessions && bluez->discovering(); }));
-    return advertiseNow(device);
-  }
-
-  /// The beacon heard by bluetoothd's monitor: its advertisement appears, the
-  /// monitor finds it a second later and, unchanged, it causes no further
-  /// signal until it goes off the air after kOnAirSeconds; bluetoothd reports
-  /// it lost after the monitor's lost timeout. Answers when it went off the air.
-  Instant advertiseThroughMonitor(const std::string& device, const std::string& monitor,
-                                  double lostAfterSeconds) {
-    const auto start = advertiseNow(device);
-    idle(1.0);
-    bluez->callMonitor(monitor, "DeviceFound", device);
-    idle(kOnAirSeconds - secondsBetween(start, SteadyClock::now()));
-    const auto offAir = SteadyClock::now();
-    idle(lostAfterSeconds);
-    bluez->callMonitor(monitor, "DeviceLost", device);
-    return offAir;
-  }
-
-  Instant advertiseNow(const std::string& device) {
-    bluez->advertise(device, {{0x004c, test::MockBluez::iBeaconFrame(kIBeaconUuid, 7, 9)}});
-    return SteadyClock::now();
-  }
-
-  std::shared_ptr<GateRecord> record = std::make_shared<GateRecord>();
+  std::shared_ptr<GateLog> gate = std::make_shared<GateLog>();
 };
 
-TEST_P(GateTimingTest, CustomScanStopsTenToTwelveSecondsAfterTheLastIBeaconReport) {
-  const bool monitorPath = GetParam() == IBeaconPath::advertisementMonitor;
+TEST_F(GateTimingTest, CustomScanStopsTenToTwelveSecondsAfterTheLastIBeaconReport) {
   const platform::BluezCentral::Options shipped;
-  if (monitorPath) bluez->addMonitorManager();
+  bluez->addMonitorManager();
   startSdk();
   ASSERT_TRUE(until([&] { return callsNamed("onInitialized") == 1; }));
-  std::string monitor;
-  if (monitorPath) {
-    ASSERT_TRUE(until([&] { return !bluez->registeredRoots().empty(); }));
-    const auto monitors = bluez->monitorsAt(bluez->registeredRoots().back());
-    ASSERT_EQ(monitors.size(), 1u);
-    monitor = monitors.front().path;
-  } else {
-    ASSERT_TRUE(until([&] { return bluez->discovering(); }));
-  }
+  ASSERT_TRUE(until([&] { return !bluez->registeredRoots().empty(); }));
+  const auto monitors = bluez->monitorsAt(bluez->registeredRoots().back());
+  ASSERT_EQ(monitors.size(), 1u);
 
-  const auto device = bluez->addDevice("AA:BB:CC:00:00:21");
-  const auto lastOnAir =
-      monitorPath ? advertiseThroughMonitor(device, monitor, shipped.monitorLostAfterSeconds)
-                  : advertiseThroughDiscovery(device);
-  ASSERT_TRUE(until([&] { return record->closed().has_value(); }, std::chrono::seconds(45)));
+  // The beacon's advertisement appears, the monitor finds it a second later
+  // and, unchanged, it causes no further signal until it goes off the air;
+  // bluetoothd reports it lost after the monitor's lost timeout.
+  const auto onAir = SteadyClock::now();
+  const auto device = advertiseIBeacon("AA:BB:CC:00:00:21");
+  idle(1.0);
+  bluez->callMonitor(monitors.front().path, "DeviceFound", device);
+  idle(kOnAirSeconds - secondsBetween(onAir, SteadyClock::now()));
+  const auto lastOnAir = SteadyClock::now();
+  idle(shipped.monitorLostAfterSeconds);
+  bluez->callMonitor(monitors.front().path, "DeviceLost", device);
+  ASSERT_TRUE(until([&] { return gate->closed().has_value(); }, std::chrono::seconds(45)));
 
-  ASSERT_FALSE(record->iBeaconReports.empty());
-  const auto closedAt = *record->closed();
-  const double sinceLastReport = secondsBetween(record->iBeaconReports.back(), closedAt);
-  const double sinceOffAir = secondsBetween(lastOnAir, closedAt);
+  ASSERT_FALSE(gate->iBeaconReports.empty());
+  const auto closedAt = *gate->closed();
+  const double sinceLastReport = secondsBetween(gate->iBeaconReports.back(), closedAt);
   EXPECT_GE(sinceLastReport, kGateSeconds);
   EXPECT_LE(sinceLastReport, kDiscoveryCloseBound + kLoadSlack);
-  // With the monitor, the last advertisement on the air is repeated until
-  // bluetoothd reports the device lost, at most one refresh later.
-  const double bound = monitorPath
-                           ? shipped.monitorLostAfterSeconds + shipped.monitorRefreshSeconds +
-                                 kGateSeconds + kRangingGraceSeconds
-                           : kDiscoveryCloseBound;
-  EXPECT_LE(sinceOffAir, bound + kLoadSlack)
+  // The last advertisement on the air is repeated until bluetoothd reports
+  // the device lost, at most one refresh later.
+  EXPECT_LE(secondsBetween(lastOnAir, closedAt), shipped.monitorLostAfterSeconds +
+                                                     shipped.monitorRefreshSeconds + kGateSeconds +
+                                                     kRangingGraceSeconds + kLoadSlack)
       << "scan stopped " << sinceLastReport << " s after the last of "
-      << record->iBeaconReports.size() << " iBeacon reports";
+      << gate->iBeaconReports.size() << " iBeacon reports";
 }
-
-INSTANTIATE_TEST_SUITE_P(BluezPaths, GateTimingTest,
-                         ::testing::Values(IBeaconPath::restartedDiscovery,
-                                           IBeaconPath::advertisementMonitor),
-                         [](const auto& info) {
-                           return info.param == IBeaconPath::advertisementMonitor
-                                      ? std::string("AdvertisementMonitor")
-                                      : std::string("RestartedDiscovery");
-                         });
 
 }  // namespace
 }  // namespace lumora::testing

@@ -4,8 +4,6 @@
 
 #include <fstream>
 
-#include "core/net/CreativeWebService.hpp"
-
 namespace lumora::testing {
 namespace {
 
@@ -73,11 +71,6 @@ void LinuxSdkWorld::startSdk(std::int64_t locationAuthorization) {
 std::shared_ptr<platform::LinuxPlatform> LinuxSdkWorld::makePlatform(
     const platform::LinuxPlatformOptions& options) {
   return std::make_shared<platform::LinuxPlatform>(options);
-}
-
-void LinuxSdkWorld::serveCreative(std::int64_t bindingId, const std::string& json) {
-  server.respond("/bucket/binding/" + CreativeWebService::formatBindingId(bindingId) + "/ios.json",
-                 TestHttpsServer::Response(200, json));
 }
 
 std::string LinuxSdkWorld::advertiseIBeacon(const std::string& address) {

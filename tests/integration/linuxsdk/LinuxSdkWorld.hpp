@@ -36,7 +36,6 @@ class LinuxSdkWorld : public test::BluezCentralWorld {
   /// The platform startSdk() installs; a fixture may return one that observes more.
   virtual std::shared_ptr<platform::LinuxPlatform> makePlatform(
       const platform::LinuxPlatformOptions& options);
-  void serveCreative(std::int64_t bindingId, const std::string& json);
   /// An iBeacon of the configured region on the air.
   std::string advertiseIBeacon(const std::string& address);
   /// A custom beacon (company 0x1234, the configured service) for the binding.
