@@ -303,24 +303,17 @@ TEST(SelfSignedCertificateTest, KeptPairIsReplacedWhenItCannotServe) {
   EXPECT_NE(keep("127.0.0.2"), keep()) << "another listening address";
 }
 
-TEST(DevServerEngineStartTest, UnusableSettingsFailWithOneLine) {
-  TemporaryDirectory dir;
-  DevServerConfig first;
-  first.creativesDir = dir.path();
-  DevServerEngine running(first);
-  running.start();
-  const std::pair<std::function<void(DevServerConfig&)>, std::string> cases[] = {
-      {[&](DevServerConfig& c) {
-         c.certFile = dir.write("cert.pem", "not a certificate");
-         c.keyFile = dir.write("key.pem", "not a key");
-       },
-       "cannot use certificate " + (dir.path() / "cert.pem").string()},
-      {[&](DevServerConfig& c) { c.port = running.port(); },
-       "cannot listen on 127.0.0.1:" + std::to_string(running.port())},
+TEST_F(DevServerEngineTest, UnusableSettingsFailWithOneLine) {
+  DevServerConfig busy, badCertificate;
+  busy.port = server->port();
+  badCertificate.certFile = work.write("cert.pem", "not a certificate");
+  badCertificate.keyFile = work.write("key.pem", "not a key");
+  const std::pair<DevServerConfig, std::string> cases[] = {
+      {busy, "cannot listen on 127.0.0.1:" + std::to_string(server->port())},
+      {badCertificate, "cannot use certificate " + badCertificate.certFile->string()},
   };
-  for (const auto& [edit, message] : cases) {
-    DevServerConfig config = first;
-    edit(config);
+  for (auto [config, message] : cases) {
+    config.creativesDir = creatives.path();
     DevServerEngine engine(config);
     try {
       engine.start();
