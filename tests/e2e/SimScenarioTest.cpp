@@ -287,28 +287,6 @@ TEST_F(SimScenarioTest, OneVisitShowsGuardsFailuresTapsProfilesAndRefusals) {
   EXPECT_EQ(ofKind(result, "notification").size(), 2u);
 }
 
-TEST_F(SimScenarioTest, BluetoothOffWhenTheGateOpensIsRetriedOnLaterIBeacons) {
-  json off = scenario(json::parse(R"([
-    {"at": 0, "action": "initiate", "environment": "stage", "profile": {"appName": "E2E"}},
-    {"at": 1, "action": "start"},
-    {"at": 2, "action": "ibeacon", "uuid": "3F1C2A9E-7B4D-4E8A-9C61-5D2E8F0A7B13", "major": 1,
-     "minor": 2, "every": 1.0, "until": 20.0},
-    {"at": 10, "action": "setBluetooth", "state": "poweredOn"},
-    {"at": 3, "action": "advertise", "every": 0.5, "until": 20.0,
-     "manufacturerData": "34120300012c0a1b2c3d4e5f60710000000000000000000000",
-     "serviceUUIDs": ["6E4A0001-8C2B-4F3D-9A57-1B0C3D2E4F60"]}
-  ])"),
-                      30);
-  off["initial"]["bluetooth"] = "poweredOff";
-  const auto result = run(off);
-  ASSERT_EQ(result.code, 0) << result.errorOutput;
-  const auto received = ofKind(result, "callback");
-  ASSERT_EQ(received.size(), 2u);
-  EXPECT_EQ(received[1]["name"], "onCreativeReceived");
-  EXPECT_GE(received[1]["t"].get<double>(), 10.0);
-  EXPECT_EQ(ofKind(result, "scan").at(0)["services"], json::array({kServiceUuid}));
-}
-
 // A bare scenario name, unwritable outputs, unusable scenarios and hostile
 // property lists: each failure is one line with its exit status, and the
 // private certificate folder never stays behind in TMPDIR.

@@ -61,8 +61,6 @@ TEST(RecordOutputTest, EachRecordIsOneJsonLineAndOneAlignedTimelineLine) {
        R"({"t":15.0,"kind":"scan","action":"start","services":["6E4A0001-8C2B-4F3D-9A57-1B0C3D2E4F60"],"allowDuplicates":false})",
        "    15.000s  scan          start services=[\"6E4A0001-8C2B-4F3D-9A57-1B0C3D2E4F60\"] "
        "allowDuplicates=false"},
-      {ScanRecord{16, false, {}, false}, R"({"t":16.0,"kind":"scan","action":"stop"})",
-       "    16.000s  scan          stop"},
       {StateRecord{17, true}, R"({"t":17.0,"kind":"state","isScanning":true})",
        "    17.000s  state         isScanning=true"},
       {DefaultsRecord{120, {{"LumoraBeaconSDK.UUID", "5B0E"}, {"LumoraBeaconSDK.Email", "a@b"}}},
