@@ -73,11 +73,7 @@ class SimScenarioTest : public ::testing::Test {
     return {{"config", "sdk.plist"},
             {"caFile", server->caFile().string()},
             {"startTime", 1700000000.0},
-            {"initial",
-             {{"location", "authorizedAlways"},
-              {"bluetooth", "poweredOn"},
-              {"notifications", "authorized"},
-              {"network", true}}},
+            {"initial", {{"location", "authorizedAlways"}, {"notifications", "authorized"}}},
             {"steps", steps},
             {"until", until}};
   }
