@@ -199,9 +199,6 @@ TEST_F(ScenarioReaderTest, RejectsEachKindOfBadInputWithOneClearLine) {
     }
     EXPECT_EQ(message, c.message);
   }
-  EXPECT_EQ(errorReading(dir.write("broken.json", "{\"until\": 5,\n \"steps\": [}"))
-                .rfind("not valid JSON: parse error at line 2", 0),
-            0u);
   EXPECT_EQ(errorReading(dir.write("infinite.json", R"({"steps":[],"until":1e999})")),
             "not valid JSON: number overflow parsing '1e999'");
   EXPECT_EQ(errorReading(dir.path() / "absent.json"), "cannot read the scenario file");
