@@ -55,7 +55,6 @@ class DevServerEngineTest : public ::testing::Test {
   void SetUp() override {
     creatives.write("bucket/binding/1/2/3/4/ios.json", kCreative);
     creatives.write("bucket/binding/-/1/2/ios.json", R"({"negative":true})");
-    creatives.write("bucket/notes.json", "{}");
     outside.write("bucket/binding/7/ios.json", R"({"secret":true})");
     std::filesystem::create_directory_symlink(outside.path() / "bucket",
                                               creatives.path() / "escape");
@@ -102,7 +101,6 @@ TEST_F(DevServerEngineTest, AnswersRecordsAndPrintsEveryRequestOnce) {
       {"POST", "/v1/tracking/device_events",
        event("click", R"({"clientInfo":{"deviceId":"D","phoneNumber":"+1","email":"a@b"}})"), 200},
       {"POST", kEvents, atLimit, 200},
-      {"POST", kEvents, "{\"timestamp\": ", 400, "the body is not valid JSON", "{\"timestamp\": "},
       {"POST", kEvents, "{\"eventType\": \"\xff\xfe\"}", 400,
        "the body is not UTF-8 (recorded with \\xNN escapes)", "{\"eventType\": \"\\xff\\xfe\"}"},
       {"POST", kEvents, deep, 400, "the body is nested deeper than 32 levels", deep},
@@ -113,14 +111,6 @@ TEST_F(DevServerEngineTest, AnswersRecordsAndPrintsEveryRequestOnce) {
        "/caf\xc3\xa9\\\\\\xff\\x0a\\x7f\\xc2\\x9b\\xc0\\xaf\\xed\\xa0\\x80\\xf4\\x90\\x80\\x80\\xe2"
        "\\x82/"
        "device_events"},
-      {"POST", kEvents, event("request", R"({"timestamp":null})"), 400,
-       R"("timestamp" is missing)"},
-      {"POST", kEvents, event("request", R"({"timestamp":1700000012})"), 400,
-       R"("timestamp" must be milliseconds since 1970 (13 digits), got 1700000012)"},
-      {"POST", kEvents, event("request", R"({"eventType":"view"})"), 400,
-       R"("eventType" must be request, notification or click, got "view")"},
-      {"POST", kEvents, event("notification", R"({"cid":"12","clientInfo":"ios"})"), 400,
-       R"("clientInfo" must be an object, got "ios"; "cid" must be an integer, got "12")"},
       {"POST", kEvents,
        event("request",
              R"({"uuid":7,"cid":12,"clientInfo":{"appName":null,"email":5,"deviceModel":"x"}})"),
@@ -128,23 +118,12 @@ TEST_F(DevServerEngineTest, AnswersRecordsAndPrintsEveryRequestOnce) {
        R"("uuid" must be a string, got 7; "clientInfo.appName" is missing; "clientInfo.email" must )"
        R"(be a string, got 5; unexpected key "clientInfo.deviceModel"; "cid" must be absent for a )"
        R"(request event)"},
-      {"POST", kEvents,
-       event("click", R"({"uuid":null,"a\nb":1,"clientInfo":{"platform":"linux"},"crid":null})"),
-       400,
-       R"("uuid" is missing; "clientInfo.platform" must be "ios", got "linux"; "crid" is )"
-       R"(missing; unexpected key "a\nb")"},
       {"POST", kEvents, atLimit + " ", 413},
       {"POST", "/tracking/events", event("request"), 404},
       {"GET", kCreativePath, "", 200},
       {"GET", "/bucket/binding/-/1/2/ios.json", "", 200},
-      {"GET", "/bucket/binding/9/ios.json", "", 404},
-      {"GET", "/bucket/notes.json", "", 404},
-      {"GET", "/bucket/binding/12/34/ios.json", "", 404},
-      {"GET", "/bucket/binding/ios.json", "", 404},
-      {"GET", "/bucket/binding/1/2/3/4/android.json", "", 404},
       {"GET", "/other/binding/1/2/3/4/ios.json", "", 404},
       {"GET", "/bucket/binding/../../../etc/binding/1/ios.json", "", 403},
-      {"GET", "/../outside/binding/7/ios.json", "", 403},
       {"GET", "/escape/binding/7/ios.json", "", 403},
       {"DELETE", "/bucket", "", 405},
   };
@@ -185,7 +164,7 @@ TEST_F(DevServerEngineTest, AnswersRecordsAndPrintsEveryRequestOnce) {
   std::vector<json> lines;
   std::ifstream recorded(work.path() / "events.jsonl");
   for (std::string line; std::getline(recorded, line);) lines.push_back(json::parse(line));
-  ASSERT_EQ(events.size(), 14u);  // posts to an events path within the limit
+  ASSERT_EQ(events.size(), 8u);  // posts to an events path within the limit
   ASSERT_EQ(lines.size(), events.size());
   server->stop();  // no console line is still coming
   std::vector<std::string> printed;
@@ -267,8 +246,6 @@ TEST_F(DevServerEngineTest, ServesGivenKeptOrTemporaryCertificates) {
   startServer(config);
   EXPECT_EQ(server->caFile(), certs / "cert.pem");
   const std::string first = work.read(certs / "cert.pem");
-  startServer(config);
-  EXPECT_EQ(work.read(server->caFile()), first);
   ASSERT_TRUE(client->Get(kCreativePath));
   EXPECT_EQ(modeOf(certs), 0700u);
   EXPECT_EQ(modeOf(certs / "key.pem"), 0600u);
@@ -299,18 +276,13 @@ TEST(SelfSignedCertificateTest, KeptPairIsReplacedWhenItCannotServe) {
   };
   EXPECT_EQ(keep("::1"), keep());
   const std::pair<const char*, std::function<void()>> spoilers[] = {
-      {"expiring within a day",
-       [&] { SelfSignedCertificate::generate(certs, "127.0.0.1", std::chrono::hours(2)); }},
       {"key is not PEM", [&] { dir.write("certs/key.pem", "junk"); }},
-      {"certificate missing", [&] { std::filesystem::remove(cert); }},
       {"key of another pair",
        [&] {
          const auto other = SelfSignedCertificate::generate(dir.path() / "other");
          std::filesystem::copy_file(other.keyFile(), certs / "key.pem",
                                     std::filesystem::copy_options::overwrite_existing);
        }},
-      {"certificate is a FIFO",
-       [&] { ASSERT_EQ(std::filesystem::remove(cert) && mkfifo(cert.c_str(), 0600) == 0, true); }},
   };
   for (const auto& [name, spoil] : spoilers) {
     spoil();
@@ -323,31 +295,17 @@ TEST(SelfSignedCertificateTest, KeptPairIsReplacedWhenItCannotServe) {
   EXPECT_NE(keep("127.0.0.2"), keep()) << "another listening address";
 }
 
-TEST(DevServerEngineStartTest, UnusableSettingsFailWithOneLine) {
-  TemporaryDirectory dir;
-  DevServerConfig first;
-  first.creativesDir = dir.path();
-  DevServerEngine running(first);
-  running.start();
-  const std::string none = (dir.path() / "none").string();
-  const std::pair<std::function<void(DevServerConfig&)>, std::string> cases[] = {
-      {[&](DevServerConfig& c) { c.creativesDir = none; },
-       "creative tree " + none + " is not a directory"},
-      {[&](DevServerConfig& c) { c.certFile = dir.path() / "cert.pem"; },
-       "a certificate needs both a certificate file and a key file"},
-      {[&](DevServerConfig& c) {
-         c.certFile = dir.write("cert.pem", "not a certificate");
-         c.keyFile = dir.write("key.pem", "not a key");
-       },
-       "cannot use certificate " + (dir.path() / "cert.pem").string()},
-      {[&](DevServerConfig& c) { c.eventsFile = none + "/e.jsonl"; },
-       "cannot open events file " + none + "/e.jsonl"},
-      {[&](DevServerConfig& c) { c.port = running.port(); },
-       "cannot listen on 127.0.0.1:" + std::to_string(running.port())},
+TEST_F(DevServerEngineTest, UnusableSettingsFailWithOneLine) {
+  DevServerConfig busy, badCertificate;
+  busy.port = server->port();
+  badCertificate.certFile = work.write("cert.pem", "not a certificate");
+  badCertificate.keyFile = work.write("key.pem", "not a key");
+  const std::pair<DevServerConfig, std::string> cases[] = {
+      {busy, "cannot listen on 127.0.0.1:" + std::to_string(server->port())},
+      {badCertificate, "cannot use certificate " + badCertificate.certFile->string()},
   };
-  for (const auto& [edit, message] : cases) {
-    DevServerConfig config = first;
-    edit(config);
+  for (auto [config, message] : cases) {
+    config.creativesDir = creatives.path();
     DevServerEngine engine(config);
     try {
       engine.start();

@@ -144,37 +144,29 @@ TEST_F(ScenarioReaderTest, RejectsEachKindOfBadInputWithOneClearLine) {
       {"/until", nullptr, "\"until\" is missing"},
       {"/until", "120", "\"until\" must be a number of seconds, got \"120\""},
       {"/startTime", -1, "\"startTime\" must not be negative, got -1"},
-      {"/extra", 1, "\"extra\" is not a known field"},
+      {"/advertising/trackingAuthorized", 1,
+       "advertising: \"trackingAuthorized\" must be true or false, got 1"},
       {"/config", "missing.plist",
        "\"config\" names DIR/missing.plist, which is not a readable file"},
       {"/server", "remote", "\"server\" must be \"embedded\" (or left out), got \"remote\""},
       {"/creatives", nullptr, "\"creatives\" is missing"},
       {"/server", nullptr, "\"creatives\" only goes with \"server\": \"embedded\""},
-      {"/advertising/trackingAuthorized", "yes",
-       "advertising: \"trackingAuthorized\" must be true or false, got \"yes\""},
-      {"/userDefaults/count", 3, "userDefaults: \"count\" must be a string, got 3"},
       {"/initial/location", "always",
        "initial: \"location\" must be a location status (notDetermined, restricted, denied, "
        "authorizedAlways, authorizedWhenInUse), got \"always\""},
       {"/steps", json::object(), "\"steps\" must be a list, got {}"},
-      {"/steps/1", "start", "steps[1]: must be an object, got \"start\""},
       {"/steps/1/action", "jump",
        "steps[1]: unknown action \"jump\" (one of initiate, start, stop, updateProfile, "
        "clearPersistedData, detect, ibeacon, advertise, setLocation, setBluetooth, "
        "setNotifications, setNetwork, tapNotification, probe)"},
       {"/steps/1/at", 101, "steps[1] (start): \"at\" is after the scenario's \"until\" (100)"},
       {"/steps/1/bindingId", 1, "steps[1] (start): \"bindingId\" is not a known field"},
-      {"/steps/0/environment", "dev",
-       "steps[0] (initiate): \"environment\" must be \"stage\" or \"production\", got \"dev\""},
       {"/steps/0/profile/appName", nullptr, "steps[0] (initiate): profile: \"appName\" is missing"},
       {"/steps/0/profile/appName", "Demo\nApp",
        "steps[0] (initiate): profile: \"appName\" must not hold control characters, got "
        "\"Demo\\nApp\""},
-      {"/steps/2/every", 0, "steps[2] (ibeacon): \"every\" must be more than zero"},
       {"/steps/2/every", nullptr, "steps[2] (ibeacon): \"until\" only goes with \"every\""},
       {"/steps/2/until", 1, "steps[2] (ibeacon): \"until\" must not be before \"at\""},
-      {"/steps/2/until", 101,
-       "steps[2] (ibeacon): \"until\" is after the scenario's \"until\" (100)"},
       {"/steps/2/uuid", "not-a-uuid",
        "steps[2] (ibeacon): \"uuid\" must be UUID text, got \"not-a-uuid\""},
       {"/steps/2/major", 65536, "steps[2] (ibeacon): \"major\" must be from 0 to 65535, got 65536"},
@@ -183,15 +175,7 @@ TEST_F(ScenarioReaderTest, RejectsEachKindOfBadInputWithOneClearLine) {
        "\"4c000215\", got \"3412z0\""},
       {"/steps/3/manufacturerData", std::string(512, 'a'),
        "steps[3] (advertise): \"manufacturerData\" must be at most 255 bytes, got 256"},
-      {"/steps/3/serviceUUIDs", json::array({1}),
-       "steps[3] (advertise): \"serviceUUIDs\" must hold strings only, got 1"},
-      {"/steps/4/bindingId", "1234",
-       "steps[4] (detect): \"bindingId\" must be an integer, got \"1234\""},
-      {"/steps/9/index", -1,
-       "steps[9] (tapNotification): \"index\" must be from 0 to 9223372036854775807, got -1"},
       {"/line\nbreak", 1, "\"line\\nbreak\" is not a known field"},
-      {"/userDefaults/key\x07", "v",
-       "userDefaults: \"key\\u0007\" must not hold control characters, got \"key\\u0007\""},
       {"/steps/2/every", 1.0 / 131072,
        "steps[2] brings the run to 163843 actions; a scenario holds at most 100000 (a longer "
        "\"every\" or a shorter \"until\" keeps it within)"},
@@ -215,13 +199,9 @@ TEST_F(ScenarioReaderTest, RejectsEachKindOfBadInputWithOneClearLine) {
     }
     EXPECT_EQ(message, c.message);
   }
-  EXPECT_EQ(errorReading(dir.write("broken.json", "{\"until\": 5,\n \"steps\": [}"))
-                .rfind("not valid JSON: parse error at line 2", 0),
-            0u);
   EXPECT_EQ(errorReading(dir.write("infinite.json", R"({"steps":[],"until":1e999})")),
             "not valid JSON: number overflow parsing '1e999'");
   EXPECT_EQ(errorReading(dir.path() / "absent.json"), "cannot read the scenario file");
-  EXPECT_EQ(errorReading(dir.path()), "cannot read the scenario file");
 }
 
 }  // namespace
