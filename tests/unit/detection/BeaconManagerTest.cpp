@@ -102,6 +102,18 @@ TEST_F(Gate, RepeatsWithinThirtySecondsAreDroppedAndLogged) {
   EXPECT_EQ(countLogs(LogLevel::debug, kManager, kCallbacks, kProcessed), 2u);
 }
 
+// The scanners may outlive the manager: once it is released, what they hear
+// reaches no handler of it.
+TEST_F(Gate, AReleasedManagerLeavesNoHandlerInTheScanners) {
+  start();
+  manager.reset();
+  iBeaconEverySecond(0.5, 3.0);
+  transmitAt(2.0, customBeacon());
+  runUntil(3.0);
+  EXPECT_EQ(scanStarts(), 0u);
+  EXPECT_TRUE(listener->detections.empty());
+}
+
 TEST_F(Gate, StopClearsEverythingAndANewStartReportsOldBeaconsAgain) {
   start();
   iBeaconEverySecond(0.5, 100.0);

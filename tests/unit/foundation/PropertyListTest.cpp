@@ -57,9 +57,9 @@ INSTANTIATE_TEST_SUITE_P(Formats, PropertyListTest,
                          ::testing::Values(SdkPlist::Format::xml, SdkPlist::Format::binary),
                          testing::formatName);
 
-// A binary property list of the given objects (one-byte references), the
-// first one on top.
-Bytes binary(const std::vector<Bytes>& objects) {
+// A binary property list of the given objects (one-byte references, offsets
+// of the given width), the first one on top.
+Bytes binary(const std::vector<Bytes>& objects, int offsetSize = 4) {
   Bytes out = text("bplist00");
   std::vector<std::size_t> offsets;
   for (const auto& object : objects) {
@@ -68,11 +68,13 @@ Bytes binary(const std::vector<Bytes>& objects) {
   }
   const std::size_t table = out.size();
   const auto bigEndian = [&out](std::uint64_t value, int width) {
-    for (int i = width - 1; i >= 0; --i) out.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
+    for (int i = width - 1; i >= 0; --i) {
+      out.push_back(i < 8 ? static_cast<std::uint8_t>(value >> (8 * i)) : 0);
+    }
   };
-  for (const auto offset : offsets) bigEndian(offset, 4);
+  for (const auto offset : offsets) bigEndian(offset, offsetSize);
   out.insert(out.end(), 6, 0);
-  out.push_back(4);  // offset size
+  out.push_back(static_cast<std::uint8_t>(offsetSize));
   out.push_back(1);  // reference size
   bigEndian(objects.size(), 8);
   bigEndian(0, 8);
@@ -134,13 +136,25 @@ TEST(PropertyListLimitsTest, MalformedInputsAndInputsPastTheCapsAreRefused) {
 }
 
 TEST(PropertyListScreenTest, AnExpansionIsAdmittedUpToExactlyTheByteLimit) {
-  // An array of four references to one 40-character string: 8 bytes for the
-  // array, 8 for each reference and 40 for each copy of the string: 200.
+  // An array of n references to one 40-character string: 8 bytes for the
+  // array, 8 for each reference and 40 for each copy of the string. From 15
+  // references on, the array's length is an integer object of its own.
   Bytes string = {0x5F, 0x10, 40};
   string.insert(string.end(), 40, 's');
-  const Bytes bytes = binary({{0xA4, 1, 1, 1, 1}, string});
-  EXPECT_TRUE(PropertyListScreen({200, 4}).admits(bytes));
-  EXPECT_FALSE(PropertyListScreen({199, 4}).admits(bytes));
+  for (const std::uint8_t n : {4, 15}) {
+    Bytes array = n < 15 ? Bytes{static_cast<std::uint8_t>(0xA0 | n)} : Bytes{0xAF, 0x10, n};
+    array.insert(array.end(), n, 1);
+    const Bytes bytes = binary({array, string});
+    const std::size_t limit = 8 + n * 48u;
+    EXPECT_TRUE(PropertyListScreen({limit, 4}).admits(bytes)) << +n;
+    EXPECT_FALSE(PropertyListScreen({limit - 1, 4}).admits(bytes)) << +n;
+  }
+}
+
+TEST(PropertyListScreenTest, OffsetsWiderThanEightBytesAreRefused) {
+  const std::vector<Bytes> objects = {{0xD1, 1, 2}, {0x51, 'a'}, {0x51, 'b'}};
+  EXPECT_TRUE(PropertyListScreen({1000, 4}).admits(binary(objects, 8)));
+  EXPECT_FALSE(PropertyListScreen({1000, 4}).admits(binary(objects, 16)));
 }
 
 }  // namespace
