@@ -141,7 +141,12 @@ double FakeBluetoothd::firstBirth(const LoadPlan& plan, std::uint32_t slot) {
 std::uint32_t FakeBluetoothd::slotAt(const LoadPlan& plan, std::uint64_t n, double seconds) {
   const auto born =
       static_cast<std::uint64_t>(seconds * plan.identities / plan.identityLifetime) + 1;
-  return static_cast<std::uint32_t>(n % std::min<std::uint64_t>(born, plan.identities));
+  // Births go in slot order, so a round visiting slots in that order would
+  // meet every slot born since its last round in one run: a burst of new
+  // identities each round. A prime stride above any slot count scatters the
+  // visits, and new identities arrive at the rate they are born.
+  constexpr std::uint64_t kStride = 1'000'003;
+  return static_cast<std::uint32_t>(n * kStride % std::min<std::uint64_t>(born, plan.identities));
 }
 
 std::uint32_t FakeBluetoothd::bindingOf(const LoadPlan& plan, std::uint32_t slot, double seconds) {

@@ -55,7 +55,8 @@ class FakeBluetoothd {
   /// Identity slot s first lives from firstBirth(s), so that identities keep
   /// arriving from the start; every `identityLifetime` a fresh identity takes
   /// its place. Custom advertisement `n` goes to slotAt(n), one of the slots
-  /// born by then, and carries the binding identifier bindingOf(slot).
+  /// born by then (visited in a scattered order, every slot once a round),
+  /// and carries the binding identifier bindingOf(slot).
   static double firstBirth(const LoadPlan& plan, std::uint32_t slot);
   static std::uint32_t slotAt(const LoadPlan& plan, std::uint64_t n, double seconds);
   static std::uint32_t bindingOf(const LoadPlan& plan, std::uint32_t slot, double seconds);
