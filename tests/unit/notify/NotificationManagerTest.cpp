@@ -32,35 +32,19 @@ class NotificationManagerTest : public testing::NotificationFixture {
   }
 };
 
-TEST_F(NotificationManagerTest, MinimalProfileWithoutDataWritesExactlySixTypedKeys) {
-  show(std::nullopt, minimalProfile());
-  runFor(0);
-  ASSERT_EQ(center->added().size(), 1u);
-  const NotificationUserInfo expected{
-      {"campaignId", std::int64_t{kCampaignId}},    {"creativeId", std::int64_t{kCreativeId}},
-      {"bindingId", std::int64_t{kBindingId}},      {"spaceId", std::string(kSpaceId)},
-      {"clientUUID", std::string(kInstallationId)}, {"appName", std::string("Shop")}};
-  EXPECT_EQ(center->added()[0].request.userInfo, expected);
-}
-
-TEST_F(NotificationManagerTest, OptionalValuesAreWrittenWheneverPresentEvenWhenEmpty) {
+// Optional values are written whenever present, even when empty.
+TEST_F(NotificationManagerTest, EachCallSchedulesItsOwnOneSecondNotification) {
+  show("x", minimalProfile());
   show("", ClientProfile("", "ann@example.com", "Shop", "AD-1"));
   runFor(0);
-  ASSERT_EQ(center->added().size(), 1u);
-  const auto userInfo = center->added()[0].request.userInfo;
+  const auto added = center->added();
+  ASSERT_EQ(added.size(), 2u);
+  const auto userInfo = added[1].request.userInfo;
   EXPECT_EQ(userInfo.size(), 10u);
   EXPECT_EQ(userInfo.at("phoneNumber"), platform::NotificationValue(std::string("")));
   EXPECT_EQ(userInfo.at("email"), platform::NotificationValue(std::string("ann@example.com")));
   EXPECT_EQ(userInfo.at("advertisingId"), platform::NotificationValue(std::string("AD-1")));
   EXPECT_EQ(userInfo.at("data"), platform::NotificationValue(std::string("")));
-}
-
-TEST_F(NotificationManagerTest, EachCallSchedulesItsOwnOneSecondNotification) {
-  show("x", minimalProfile());
-  show("x", minimalProfile());
-  runFor(0);
-  const auto added = center->added();
-  ASSERT_EQ(added.size(), 2u);
   const std::string prefix = "com.lumora.beacon.notification ";
   for (const auto& [request, addedAt] : added) {
     EXPECT_EQ(request.identifier.size(), 67u);
@@ -96,6 +80,12 @@ TEST_F(NotificationManagerTest, SuccessfulAddIsReportedAsNotificationEventBefore
   const auto outcome = show(std::nullopt, minimalProfile());
   runFor(0);
 
+  // Without data or contacts the notification carries exactly six typed keys.
+  const NotificationUserInfo expected{
+      {"campaignId", std::int64_t{kCampaignId}},    {"creativeId", std::int64_t{kCreativeId}},
+      {"bindingId", std::int64_t{kBindingId}},      {"spaceId", std::string(kSpaceId)},
+      {"clientUUID", std::string(kInstallationId)}, {"appName", std::string("Shop")}};
+  EXPECT_EQ(center->added().at(0).request.userInfo, expected);
   EXPECT_EQ(requestsWhenAdded, 0u);
   ASSERT_EQ(http->requests().size(), 1u);
   const auto request = http->requests()[0];
