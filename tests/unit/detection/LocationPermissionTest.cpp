@@ -75,17 +75,16 @@ class IBeaconScanner : public DetectionWorld {
   }
 };
 
-TEST_F(IBeaconScanner, AReportWhileScanningChangesNothing) {
+// A report while scanning changes nothing; losing Always stops every monitored
+// beacon region but keeps the scanning flag.
+TEST_F(IBeaconScanner, AReportWhileScanningChangesNothingButLosingAlwaysStopsTheRegions) {
   appleScanner->startScanning(nullptr);
   runFor(0.1);
   EXPECT_EQ(
       scannerLogs("didChangeAuthorization(status:)", "Nothing to do because scanning is active"),
       1u);
   EXPECT_EQ(location->monitoredRegions().size(), 1u);
-}
 
-TEST_F(IBeaconScanner, LosingAlwaysStopsEveryMonitoredBeaconRegionButKeepsTheFlag) {
-  appleScanner->startScanning(nullptr);
   location->startMonitoring({"host-region", "11111111-2222-3333-4444-555555555555"});
   setLocationStatus(LocationAuthorizationStatus::denied);
   runFor(0.1);

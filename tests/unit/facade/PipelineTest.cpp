@@ -1,5 +1,4 @@
 #include "FacadeWorld.hpp"
-#include "platform/sim/SimRadio.hpp"
 
 namespace lumora::testing {
 namespace {
@@ -68,29 +67,6 @@ TEST_F(PipelineTest, AFacadeReleasedDuringTheFetchReportsNothing) {
   runFor(5);
   EXPECT_EQ(callback->names(), std::vector<std::string>{"onInitialized"});
   EXPECT_TRUE(events().empty());
-}
-
-TEST_F(PipelineTest, BeaconsOnTheAirTravelThroughTheGateToTheHost) {
-  serveCreative(kUncapped);
-  initiate();
-  facade->start();
-  const auto until = platform->virtualClock->now() + std::chrono::seconds(20);
-  phone.radio->transmitEvery(platform::SimRadio::iBeaconAdvertisement(kIBeaconUuid, 1, 2), 1.0,
-                             until);
-  phone.radio->transmitEvery(
-      platform::SimRadio::customBeaconAdvertisement(kSpaceId, 300, kServiceUuid), 0.25, until);
-  runFor(25);
-  EXPECT_TRUE(phone.central->isScanning());
-  // The iBeacon counts as present until 30 s of silence (t = 50 s); the gate closes
-  // on the first tick more than 10 s after that.
-  runFor(40);
-  const auto names = callback->names();
-  EXPECT_EQ(std::count(names.begin(), names.end(), "onCreativeReceived"), 1);
-  EXPECT_EQ(platform->log->count(
-                "Processing beacon data: companyId=4660, spaceId=0a1b2c3d4e5f6071, bindingId=300"),
-            1u);
-  EXPECT_FALSE(phone.central->isScanning());
-  EXPECT_EQ(platform->log->count("iBeacon timeout reached, stopped custom beacon scanning"), 1u);
 }
 
 }  // namespace

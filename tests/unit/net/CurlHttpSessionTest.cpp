@@ -220,8 +220,10 @@ TEST_F(CurlHttpSessionTest, LinuxPlatformTrustsTheHostsCaNextToTheSystemStore) {
 }
 
 // Nothing leaves in the clear: a URL that is not https is refused before any
-// connection, and a redirect is followed only to https.
-TEST_F(CurlHttpSessionTest, NothingIsSentInTheClear) {
+// connection, and a redirect is followed only to https. There a redirected POST
+// (303 included) arrives with its method and body: never as a bodiless request
+// whose success hides the loss.
+TEST_F(CurlHttpSessionTest, NothingIsSentInTheClearAndARedirectedPostArrivesWhole) {
   TestHttpsServer clear(TestHttpsServer::Listeners::httpsAndCleartext);
   clear.respond("/device_events", {200});
   server.respond("/events",
@@ -241,11 +243,7 @@ TEST_F(CurlHttpSessionTest, NothingIsSentInTheClear) {
   }
   EXPECT_TRUE(clear.requests().empty());
   EXPECT_EQ(server.requests().size(), 1u);
-}
 
-// A redirected POST (303 included) reaches its https target with its method
-// and body: never as a bodiless request whose success hides the loss.
-TEST_F(CurlHttpSessionTest, RedirectedPostArrivesWholeAtItsHttpsTarget) {
   const std::string event = R"({"clientInfo":{"phoneNumber":"+15550100"}})";
   server.respond("/device_events", {201});
   server.respond("/moved", TestHttpsServer::Response::redirect(303, server.url("/device_events")));

@@ -9,7 +9,6 @@
 #include <nlohmann/json.hpp>
 
 #include "core/net/UserEventWebService.hpp"
-#include "platform/sim/VirtualClock.hpp"
 #include "unit/net/NetTestSupport.hpp"
 
 namespace lumora {
@@ -145,12 +144,6 @@ TEST_F(UserEventWebServiceTest, ProfileIsReplacedWhileOtherThreadsReadIt) {
     ++reads;
   }
   writer.join();
-}
-
-TEST(EventRequestTest, TimestampIsMillisecondsTruncatedTowardZero) {
-  using platform::VirtualClock;
-  EXPECT_EQ(EventRequest::timestampAt(VirtualClock::fromSeconds(1700000000.9999)), 1700000000999);
-  EXPECT_EQ(EventRequest::timestampAt(VirtualClock::fromSeconds(-1.5)), -1500);
 }
 
 }  // namespace
