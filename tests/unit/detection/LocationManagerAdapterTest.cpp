@@ -61,7 +61,7 @@ TEST_F(LocationAdapter, PlatformStatusesOutsideTheKnownRangeAreNotDetermined) {
   EXPECT_EQ(LocationManagerAdapter::convert(4), LocationAuthorizationStatus::authorizedWhenInUse);
 }
 
-TEST_F(LocationAdapter, StateReportsBecomeEntryOrExitForBeaconRegionsOnly) {
+TEST_F(LocationAdapter, StateReportsBecomeEntryOrExitForBeaconRegionsOnlyAndRangingNamesItsRegion) {
   adapter->didDetermineState(1, beaconRegion);
   adapter->didDetermineState(2, beaconRegion);
   adapter->didDetermineState(0, beaconRegion);
@@ -74,9 +74,9 @@ TEST_F(LocationAdapter, StateReportsBecomeEntryOrExitForBeaconRegionsOnly) {
   ASSERT_EQ(lines.size(), 9u);
   EXPECT_EQ(lines[5], std::string("DEBUG ") + kStateFunction + ": Unknown region state");
   EXPECT_EQ(lines[7], std::string("DEBUG ") + kStateFunction + ": Unknown region state: 9");
-}
 
-TEST_F(LocationAdapter, ConstraintRangingNamesTheRegionAfterTheUpperCaseUuid) {
+  // Constraint ranging names the region after the upper-case UUID.
+  events.clear();
   adapter->didRangeBeaconsSatisfying({{kUuid, 1, 2, -60}}, "11111111-2222-3333-4444-555555555555");
   adapter->didRangeBeaconsSatisfying({}, "aaaaaaaa-2222-3333-4444-555555555555");
   EXPECT_EQ(events,

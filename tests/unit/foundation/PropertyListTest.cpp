@@ -149,9 +149,7 @@ TEST(PropertyListScreenTest, AnExpansionIsAdmittedUpToExactlyTheByteLimit) {
     EXPECT_TRUE(PropertyListScreen({limit, 4}).admits(bytes)) << +n;
     EXPECT_FALSE(PropertyListScreen({limit - 1, 4}).admits(bytes)) << +n;
   }
-}
-
-TEST(PropertyListScreenTest, OffsetsWiderThanEightBytesAreRefused) {
+  // Offsets wider than eight bytes are refused.
   const std::vector<Bytes> objects = {{0xD1, 1, 2}, {0x51, 'a'}, {0x51, 'b'}};
   EXPECT_TRUE(PropertyListScreen({1000, 4}).admits(binary(objects, 8)));
   EXPECT_FALSE(PropertyListScreen({1000, 4}).admits(binary(objects, 16)));

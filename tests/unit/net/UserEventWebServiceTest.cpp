@@ -100,7 +100,8 @@ TEST_F(UserEventWebServiceTest, RequestEventGoesWhereTheServicesProfileSaysKeyBy
   }
 }
 
-TEST_F(UserEventWebServiceTest, NotificationAndClickEventsCarryCampaignAndCreative) {
+TEST_F(UserEventWebServiceTest,
+       NotificationAndClickEventsCarryCampaignAndCreativeAndUrlFailuresAreReported) {
   const auto service = serviceWith(bare);
   server.respond("/notrack/device_events", {204, "not even json"});  // the reply is not read
   for (const auto type : {EventType::notification, EventType::click}) {
@@ -114,10 +115,7 @@ TEST_F(UserEventWebServiceTest, NotificationAndClickEventsCarryCampaignAndCreati
               json({{"platform", "ios"}, {"appName", "Shop"}, {"deviceMode", "arm64-test"}}));
     EXPECT_EQ(body["spaceInfo"], json({{"spaceId", kSpaceId}}));
   }
-}
-
-// A URL that cannot be formed is reported through the completion, not thrown.
-TEST_F(UserEventWebServiceTest, UrlFailuresAreReportedNotThrown) {
+  // A URL that cannot be formed is reported through the completion, not thrown.
   const UserEventWebService broken(
       APIConfiguration(Environment::stage, "", "not a url", "cdn.example", "b"),
       std::make_shared<HttpRequestSender>(session), urls, bare);
