@@ -114,7 +114,8 @@ TEST_F(NotificationManagerTest, SuccessfulAddIsReportedAsNotificationEventBefore
   EXPECT_EQ(managerMessages(), expectedLog);
 }
 
-TEST_F(NotificationManagerTest, OnlyAuthorizedStatusAllowsNotifications) {
+TEST_F(NotificationManagerTest,
+       OnlyAuthorizedStatusAllowsNotificationsAndPermissionIsAskedForAllThree) {
   for (std::int64_t status : {0, 1, 3, 4}) {
     SCOPED_TRACE(status);
     platform->log->clear();
@@ -134,6 +135,19 @@ TEST_F(NotificationManagerTest, OnlyAuthorizedStatusAllowsNotifications) {
   }
   EXPECT_TRUE(center->added().empty());
   EXPECT_TRUE(http->requests().empty());
+
+  // Asking for permission asks for badge, sound and alert.
+  center->setAuthorizationStatus(SimNotificationCenter::kNotDetermined);
+  std::optional<bool> granted;
+  manager->requestPermission(
+      [&](bool answer, std::optional<PlatformError> error) { granted = answer && !error; });
+  std::optional<bool> authorized;
+  runFor(0);
+  manager->checkPermission([&](bool answer) { authorized = answer; });
+  runFor(0);
+  EXPECT_EQ(granted, true);
+  EXPECT_EQ(center->requestedAuthorizationOptions(), std::vector<std::uint64_t>{7});
+  EXPECT_EQ(authorized, true);
 }
 
 TEST_F(NotificationManagerTest, PlatformRefusalIsPassedOnUnchangedAndNotReported) {
@@ -222,20 +236,6 @@ TEST_F(NotificationManagerTest, NewManagerTakesOverTheCenterDelegate) {
   ASSERT_EQ(center->delivered().size(), 1u);
   EXPECT_EQ(center->delivered()[0].presentationOptions, 7u);
   EXPECT_EQ(hostDelegate->calls, 0);
-}
-
-TEST_F(NotificationManagerTest, RequestPermissionAsksForBadgeSoundAndAlert) {
-  center->setAuthorizationStatus(SimNotificationCenter::kNotDetermined);
-  std::optional<bool> granted;
-  manager->requestPermission(
-      [&](bool answer, std::optional<PlatformError> error) { granted = answer && !error; });
-  std::optional<bool> authorized;
-  runFor(0);
-  manager->checkPermission([&](bool answer) { authorized = answer; });
-  runFor(0);
-  EXPECT_EQ(granted, true);
-  EXPECT_EQ(center->requestedAuthorizationOptions(), std::vector<std::uint64_t>{7});
-  EXPECT_EQ(authorized, true);
 }
 
 }  // namespace
