@@ -99,15 +99,6 @@ TEST_F(Bluetooth, OverlappingWaitsEndInTheirOwnOrder) {
   }
 }
 
-TEST_F(Bluetooth, WhenInUseLocationPermissionRefusesTheScan) {
-  setLocationStatus(LocationAuthorizationStatus::authorizedWhenInUse);
-  customScanner->startScanning(recordInto(outcomes));
-  ASSERT_EQ(outcomes.size(), 1u);
-  EXPECT_EQ(outcomes[0].code, LumoraAdBeaconErrorType::locationPermissionNotAlways);
-  EXPECT_FALSE(customScanner->isScanning());
-  EXPECT_EQ(scanStarts(), 0u);
-}
-
 TEST_F(Bluetooth, OnlyAdvertisementsCarryingACustomBeaconAreReported) {
   int detected = 0;
   customScanner->setOnBeaconDetected([&](const BeaconIdentity&) { ++detected; });

@@ -52,13 +52,23 @@ class LocationAdapter : public SimWorld {
   platform::PlatformRegion beaconRegion{"shop", kUuid};
 };
 
-TEST_F(LocationAdapter, PlatformStatusesOutsideTheKnownRangeAreNotDetermined) {
+TEST_F(LocationAdapter,
+       StatusesOutsideTheKnownRangeAreNotDeterminedAndAReleasedDelegateHearsNothing) {
   location->setAuthorizationStatus(7);
   runFor(0);
   EXPECT_EQ(events, std::vector<std::string>{"authorization notDetermined"});
   EXPECT_EQ(adapter->authorizationStatus(), LocationAuthorizationStatus::notDetermined);
   EXPECT_EQ(LocationManagerAdapter::convert(-1), LocationAuthorizationStatus::notDetermined);
   EXPECT_EQ(LocationManagerAdapter::convert(4), LocationAuthorizationStatus::authorizedWhenInUse);
+
+  events.clear();
+  delegate.reset();
+  adapter->didEnterRegion(beaconRegion);
+  adapter->didDetermineState(1, beaconRegion);
+  adapter->didRangeBeaconsSatisfying({{kUuid, 1, 2, -60}}, kUuid);
+  location->setAuthorizationStatus(2);
+  runFor(0);
+  EXPECT_TRUE(events.empty());
 }
 
 TEST_F(LocationAdapter, StateReportsBecomeEntryOrExitForBeaconRegionsOnlyAndRangingNamesItsRegion) {
@@ -111,16 +121,6 @@ TEST_F(LocationAdapter, FailuresAreLoggedAsErrorsOnly) {
                 monitoring + "Monitoring failed for region shop: region limit",
                 monitoring + "Monitoring failed: no region",
                 "ERROR locationManager(_:didFailWithError:): Location manager failed: denied"}));
-  EXPECT_TRUE(events.empty());
-}
-
-TEST_F(LocationAdapter, EventsForAReleasedDelegateAreDropped) {
-  delegate.reset();
-  adapter->didEnterRegion(beaconRegion);
-  adapter->didDetermineState(1, beaconRegion);
-  adapter->didRangeBeaconsSatisfying({{kUuid, 1, 2, -60}}, kUuid);
-  location->setAuthorizationStatus(2);
-  runFor(0);
   EXPECT_TRUE(events.empty());
 }
 

@@ -100,7 +100,6 @@ TEST_F(LumoraLoggerTest,
   EXPECT_EQ(platform->log->count(warning), 1u);
   EXPECT_EQ(platform->log->records().front().message, warning) << "before the line that found it";
 
-  // The outputs the host chose travel with each line.
   setLogOutputs({.standardOutput = false, .systemLog = true});
   LumoraLogger::shared().log("a", LogLevel::info, "F", 1, "f()");
   setLogOutputs({.standardOutput = true, .systemLog = false});

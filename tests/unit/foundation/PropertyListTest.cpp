@@ -35,7 +35,6 @@ TEST_P(PropertyListTest, TypedLookupsAnswerNothingForAbsentOrWrongTypedValuesOrS
   EXPECT_FALSE(root->dictionary("Version").has_value()) << "a number is not a dictionary";
   EXPECT_FALSE(root->string("Version").has_value());
 
-  // Every truncation or byte flip of the valid file is handled.
   const Bytes valid = completeBytes();
   for (std::size_t length = 0; length < valid.size(); ++length) {
     const auto prefix = std::span(valid).first(length);

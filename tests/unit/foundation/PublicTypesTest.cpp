@@ -16,7 +16,6 @@ TEST(LumoraAdBeaconErrorTypeTest, RawValuesRoundTripAndMessagesDefaultToTheDescr
   EXPECT_FALSE(errorTypeFromRawValue(-1).has_value());
   // A value a host cast from an integer out of range reads as the unknown error.
   EXPECT_EQ(description(static_cast<LumoraAdBeaconErrorType>(13)), "Unknown error.");
-  // An error's message defaults to its type's description or keeps the given text.
   const LumoraAdBeaconError unknown(LumoraAdBeaconErrorType::unknown);
   EXPECT_EQ(unknown.message(), "Unknown error.");
   EXPECT_STREQ(unknown.what(), "Unknown error.");

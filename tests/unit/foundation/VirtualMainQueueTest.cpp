@@ -29,7 +29,6 @@ TEST_F(VirtualMainQueueTest, TimersFireByDueTimeThenScheduleOrderAfterPendingExt
   EXPECT_EQ(order.back(), "2s");
   EXPECT_DOUBLE_EQ(now(), 11.5);
 
-  // The clock waits for external work before moving to the next timer.
   order.clear();
   queue.scheduleTimer(5.0, false, [&](Timer&) { order.push_back("timer"); });
   queue.beginExternalWork();

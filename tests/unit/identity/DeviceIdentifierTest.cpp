@@ -52,7 +52,6 @@ TEST(LinuxDeviceInfoTest, OsReleaseValuesAreUnquotedAndUnescapedAndUnameFillsThe
                                                     {"EMPTY", ""}};
   EXPECT_EQ(fields, expected);
 
-  // The system comes from os-release, else from uname.
   utsname record{};
   ASSERT_EQ(uname(&record), 0);
   const auto file = std::filesystem::path(::testing::TempDir()) / "identity-os-release";

@@ -43,7 +43,6 @@ TEST_F(FileCacheTest, ValueRoundTripsThroughItsFileAndFailuresAreReportedByKind)
   cache.remove();  // nothing stored is not an error
   EXPECT_EQ(failureOf([&] { cache.get(); }), FileCacheError::Kind::notFound);
 
-  // Other failures are reported by kind.
   std::ofstream(base / "plain") << "a file where a folder should be";
   FileCache blocked(base, "plain", "value.txt");
   EXPECT_EQ(failureOf([&] { blocked.set("x"); }), FileCacheError::Kind::writeFailed);

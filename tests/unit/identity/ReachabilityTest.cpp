@@ -75,7 +75,6 @@ TEST(ReachabilityTest, FailuresThrowTextsNamingTheStepTheCauseAndTheAddress) {
   service->failCreation(std::nullopt);
   EXPECT_TRUE(Reachability(service).isConnected());
   EXPECT_THROW(Reachability(nullptr), ReachabilityError);
-  // Other texts name the failed step and the cause.
   const ReachabilityError::SocketAddress ipv4{16, 2, 0, 80, 10, 1, 2, 3};
   const ReachabilityError::SocketAddress ipv6{28, 10};
   const std::pair<ReachabilityError, const char*> cases[] = {

@@ -97,7 +97,6 @@ TEST_F(HttpRequestBuilderTest, HeadersAndCompactJsonBodyAreBuiltAndTheBodyLogged
   EXPECT_EQ(logLines("HttpRequestBuilder"),
             std::vector<std::string>{"DEBUG build(): JSON Body: " + body});
 
-  // A body that cannot be serialized is logged and left out.
   platform->log->clear();
   const auto unserializable =
       builder("https://h.example/").setBodyParameters({{"name", "\xff\xfe"}}).build();

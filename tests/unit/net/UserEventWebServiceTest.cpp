@@ -115,7 +115,6 @@ TEST_F(UserEventWebServiceTest,
               json({{"platform", "ios"}, {"appName", "Shop"}, {"deviceMode", "arm64-test"}}));
     EXPECT_EQ(body["spaceInfo"], json({{"spaceId", kSpaceId}}));
   }
-  // A URL that cannot be formed is reported through the completion, not thrown.
   const UserEventWebService broken(
       APIConfiguration(Environment::stage, "", "not a url", "cdn.example", "b"),
       std::make_shared<HttpRequestSender>(session), urls, bare);

@@ -136,7 +136,6 @@ TEST_F(NotificationManagerTest,
   EXPECT_TRUE(center->added().empty());
   EXPECT_TRUE(http->requests().empty());
 
-  // Asking for permission asks for badge, sound and alert.
   center->setAuthorizationStatus(SimNotificationCenter::kNotDetermined);
   std::optional<bool> granted;
   manager->requestPermission(
@@ -150,22 +149,7 @@ TEST_F(NotificationManagerTest,
   EXPECT_EQ(authorized, true);
 }
 
-TEST_F(NotificationManagerTest, PlatformRefusalIsPassedOnUnchangedAndNotReported) {
-  const PlatformError refusal{"UNErrorDomain", 1, "Notifications are not allowed for this app"};
-  center->setAddError(refusal);
-  const auto outcome = show("x", minimalProfile());
-  runFor(0);
-  const auto error = failureOf<PlatformError>(*outcome);
-  ASSERT_TRUE(error);
-  EXPECT_EQ(error->domain, refusal.domain);
-  EXPECT_EQ(error->code, refusal.code);
-  EXPECT_EQ(localizedDescription(*outcome->error), refusal.localizedDescription);
-  EXPECT_TRUE(http->requests().empty());
-  EXPECT_EQ(managerMessages().back(),
-            "Failed to add notification request: Notifications are not allowed for this app");
-}
-
-TEST_F(NotificationManagerTest, FailedEventAnswersFalseButTheNotificationIsStillShown) {
+TEST_F(NotificationManagerTest, FailedEventOrRefusalAnswersFalseWithTheirOwnError) {
   http->respondWith(503);
   const auto outcome = show("x", minimalProfile());
   runFor(1.0);
@@ -175,6 +159,20 @@ TEST_F(NotificationManagerTest, FailedEventAnswersFalseButTheNotificationIsStill
   EXPECT_EQ(error->localizedDescription, "HTTP error: 503");
   EXPECT_EQ(platform->log->count("Failed to send event: HTTP error: 503"), 1u);
   EXPECT_EQ(center->delivered().size(), 1u);
+
+  // A refusal by the platform is passed on unchanged and not reported.
+  const PlatformError refusal{"UNErrorDomain", 1, "Notifications are not allowed for this app"};
+  center->setAddError(refusal);
+  const auto refused = show("x", minimalProfile());
+  runFor(0);
+  const auto refusedError = failureOf<PlatformError>(*refused);
+  ASSERT_TRUE(refusedError);
+  EXPECT_EQ(refusedError->domain, refusal.domain);
+  EXPECT_EQ(refusedError->code, refusal.code);
+  EXPECT_EQ(localizedDescription(*refused->error), refusal.localizedDescription);
+  EXPECT_EQ(http->requests().size(), 1u) << "only the first notification was reported";
+  EXPECT_EQ(managerMessages().back(),
+            "Failed to add notification request: Notifications are not allowed for this app");
 }
 
 // Released while the permission is checked nothing is scheduled; released
