@@ -37,7 +37,6 @@ TEST_F(ClientProfileTest, FreshStoreGetsOnlyANewIdentifierAndDeviceFieldsComeFro
   const ClientProfile profile = bare();
   EXPECT_EQ(profile.getDeviceName(), "iPhone14,2");
   EXPECT_EQ(profile.getSystemName(), "iOS 17.2");
-  EXPECT_EQ(profile.getAdvertisingId(), std::nullopt);
   // A new identifier is a canonical version-one UUID (the clock's part is
   // covered with the generator).
   EXPECT_EQ(Uuid::parse(profile.getUUID())->text(), profile.getUUID());

@@ -56,7 +56,6 @@ TEST_F(HttpRequestBuilderTest, UrlIsBuiltFromBasePathAndQuery) {
        "device_events",
        {{"q", "1"}},
        "https://h.example:8443/v1/device_events?q=1"},
-      {"https://h.example/p", "", {}, "https://h.example/p"},
       {"https://h.example/p?keep=1", "", {}, "https://h.example/p?keep=1"},
       // A base URL that does not parse builds nothing.
       {"", "device_events", {{"k", "v"}}, "(none)"},
