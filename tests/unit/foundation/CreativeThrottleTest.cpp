@@ -32,32 +32,28 @@ class CreativeThrottleTest : public testing::SimWorld {
   CreativeThrottle throttle{platform->clock()};
 };
 
-TEST_F(CreativeThrottleTest, AbsentCapAllowsAndRecordsNothing) {
-  EXPECT_TRUE(throttle.process(4660, kSpace, 300, std::nullopt));
-  EXPECT_EQ(throttle.size(), 0u);
-}
-
-TEST_F(CreativeThrottleTest, CapOfOneRefusesWithinTheWindowAndAllowsAgainOnceItExpired) {
+TEST_F(CreativeThrottleTest,
+       CapsRefuseWithinTheWindowWithoutCountingRefusalsAndAllowAgainOnceExpired) {
   EXPECT_TRUE(process(cap(1, 1)));
   advance(kHour - 1);
   EXPECT_FALSE(process(cap(1, 1)));
   advance(1);  // the delivery is now exactly one hour old: expired
   EXPECT_TRUE(process(cap(1, 1)));
   EXPECT_EQ(count(1000), 1) << "the allowed call dropped the expired delivery";
-}
 
-TEST_F(CreativeThrottleTest, RefusalsAreNotCountedAndDoNotExtendTheBlock) {
-  for (int i = 0; i < 3; ++i) EXPECT_TRUE(process(cap(3, 1))) << i;
+  // Refusals are not counted and do not extend the block.
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(process(cap(3, 1), 301)) << i;
   for (int i = 0; i < 5; ++i) {
     advance(600);
-    EXPECT_FALSE(process(cap(3, 1))) << i;
+    EXPECT_FALSE(process(cap(3, 1), 301)) << i;
   }
-  EXPECT_EQ(count(1), 3);
+  EXPECT_EQ(count(1, 301), 3);
   advance(600);  // exactly one hour after the first three
-  EXPECT_TRUE(process(cap(3, 1)));
+  EXPECT_TRUE(process(cap(3, 1), 301));
 }
 
-TEST_F(CreativeThrottleTest, ZeroOrNegativeCapRefusesAndRecordsNothing) {
+TEST_F(CreativeThrottleTest, AbsentCapAllowsZeroOrNegativeCapRefusesAndNeitherRecords) {
+  EXPECT_TRUE(throttle.process(4660, kSpace, 300, std::nullopt));
   EXPECT_FALSE(process(cap(0, 1)));
   EXPECT_FALSE(process(cap(-5, 1)));
   EXPECT_EQ(throttle.size(), 0u);

@@ -34,13 +34,9 @@ class ClientProfileTest : public testing::SimWorld {
 };
 
 TEST_F(ClientProfileTest, FreshStoreGetsOnlyANewIdentifierAndDeviceFieldsComeFromThePlatform) {
-  const ClientProfile profile(std::nullopt, std::nullopt, "Shop", std::nullopt);
-  EXPECT_EQ(profile.getPhoneNumber(), std::nullopt);
-  EXPECT_EQ(profile.getEmail(), std::nullopt);
-  EXPECT_EQ(profile.getAppName(), "Shop");
+  const ClientProfile profile = bare();
   EXPECT_EQ(profile.getDeviceName(), "iPhone14,2");
   EXPECT_EQ(profile.getSystemName(), "iOS 17.2");
-  EXPECT_EQ(profile.getAdvertisingId(), std::nullopt);
   // A new identifier is a canonical version-one UUID (the clock's part is
   // covered with the generator).
   EXPECT_EQ(Uuid::parse(profile.getUUID())->text(), profile.getUUID());

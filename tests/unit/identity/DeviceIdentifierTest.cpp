@@ -35,7 +35,7 @@ TEST_F(DeviceIdentifierTest, ModelIsTheMachineFieldWithoutItsZeroBytes) {
   EXPECT_EQ(DeviceIdentifier::getDeviceModel(), "");
 }
 
-TEST(LinuxDeviceInfoTest, OsReleaseValuesAreUnquotedAndUnescaped) {
+TEST(LinuxDeviceInfoTest, OsReleaseValuesAreUnquotedAndUnescapedAndUnameFillsTheGaps) {
   const auto fields = platform::LinuxDeviceInfo::parseOsRelease(
       "# comment\n"
       "NAME=\"Debian GNU/Linux\"\n"
@@ -51,9 +51,7 @@ TEST(LinuxDeviceInfoTest, OsReleaseValuesAreUnquotedAndUnescaped) {
                                                     {"PRETTY_NAME", "Say \"hi\" \\ $HOME"},
                                                     {"EMPTY", ""}};
   EXPECT_EQ(fields, expected);
-}
 
-TEST(LinuxDeviceInfoTest, SystemComesFromOsReleaseElseFromUname) {
   utsname record{};
   ASSERT_EQ(uname(&record), 0);
   const auto file = std::filesystem::path(::testing::TempDir()) / "identity-os-release";

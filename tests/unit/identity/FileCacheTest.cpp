@@ -31,7 +31,7 @@ class FileCacheTest : public ::testing::Test {
   fs::path base;
 };
 
-TEST_F(FileCacheTest, ValueRoundTripsThroughItsFileAndCanBeRemoved) {
+TEST_F(FileCacheTest, ValueRoundTripsThroughItsFileAndFailuresAreReportedByKind) {
   FileCache cache(base, "cache", "value.txt");
   EXPECT_EQ(cache.fileURL(), base / "cache" / "value.txt");
   cache.set(std::string("first\0line\n", 11));
@@ -42,10 +42,7 @@ TEST_F(FileCacheTest, ValueRoundTripsThroughItsFileAndCanBeRemoved) {
   cache.remove();
   cache.remove();  // nothing stored is not an error
   EXPECT_EQ(failureOf([&] { cache.get(); }), FileCacheError::Kind::notFound);
-}
 
-TEST_F(FileCacheTest, FailuresAreReportedByKind) {
-  fs::create_directories(base);
   std::ofstream(base / "plain") << "a file where a folder should be";
   FileCache blocked(base, "plain", "value.txt");
   EXPECT_EQ(failureOf([&] { blocked.set("x"); }), FileCacheError::Kind::writeFailed);

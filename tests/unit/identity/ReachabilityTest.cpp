@@ -57,7 +57,7 @@ TEST(ReachabilityTest, ProbesFollowTheScriptedNetworkAndFailedReadsAnswerFalse) 
   EXPECT_EQ(service->createdCount(), 3);
 }
 
-TEST(ReachabilityTest, CreationFailureThrowsWithTheErrorNumberAndTheProbeAddress) {
+TEST(ReachabilityTest, FailuresThrowTextsNamingTheStepTheCauseAndTheAddress) {
   const auto service = std::make_shared<platform::SimReachabilityService>();
   service->failCreation(EMFILE);
   try {
@@ -75,9 +75,6 @@ TEST(ReachabilityTest, CreationFailureThrowsWithTheErrorNumberAndTheProbeAddress
   service->failCreation(std::nullopt);
   EXPECT_TRUE(Reachability(service).isConnected());
   EXPECT_THROW(Reachability(nullptr), ReachabilityError);
-}
-
-TEST(ReachabilityTest, ErrorTextsNameTheFailedStepAndTheCause) {
   const ReachabilityError::SocketAddress ipv4{16, 2, 0, 80, 10, 1, 2, 3};
   const ReachabilityError::SocketAddress ipv6{28, 10};
   const std::pair<ReachabilityError, const char*> cases[] = {

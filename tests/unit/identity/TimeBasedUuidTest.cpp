@@ -43,9 +43,8 @@ TEST(TimeBasedUuidTest, LayoutAndEpochAtMidnightInTheDevicesTimeZone) {
   EXPECT_EQ(
       uuid.substr(0, 18),
       TimeBasedUuid::fromParts(kUtc + 9 * 3600 * kTicksPerSecond, 0, {}).text().substr(0, 18));
-}
 
-TEST(TimeBasedUuidTest, SystemClockReadsTheOffsetOfTheZoneInForce) {
+  // The system clock reads the offset of the zone in force.
   const char* saved = std::getenv("TZ");
   const std::string previous = saved ? saved : "";
   setenv("TZ", "JST-9", 1);

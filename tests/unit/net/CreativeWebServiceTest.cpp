@@ -109,8 +109,9 @@ TEST_F(CreativeWebServiceTest, OptionalPartsMayBeMissingOrBadAndNumbersMayBeWrit
 }
 
 // Each reply fails one check; the checks run in a fixed order, so a reply that
-// fails several is reported by the first.
-TEST_F(CreativeWebServiceTest, ValidationRunsInOrderAndLogsTheFirstFailure) {
+// fails several is reported by the first. A failed status is never validated.
+TEST_F(CreativeWebServiceTest,
+       ValidationRunsInOrderAndLogsTheFirstFailureAndHttpFailuresMapToErrors) {
   const std::string format = "Invalid creative data format";
   const std::string campaign = "missing campaign-ID from Creative API";
   const std::string creativeId = "missing creative-ID from Creative API";
@@ -142,20 +143,19 @@ TEST_F(CreativeWebServiceTest, ValidationRunsInOrderAndLogsTheFirstFailure) {
     EXPECT_EQ(records[0].levelName, "ERROR");
     EXPECT_EQ(records[0].file, "CreativeWebService");
   }
-}
-
-TEST_F(CreativeWebServiceTest, HttpFailuresMapToPublicErrors) {
+  // HTTP failures map to public errors without a log line.
+  platform->log->clear();
   const struct {
     int status;
     ErrorType code;
     std::string message;
-  } cases[] = {
+  } statuses[] = {
       {403, ErrorType::forbiddenFetchCreative,
        "Cannot fetch creative data, insufficient permissions."},
       {404, ErrorType::notFoundCreative, "Creative data not found."},
       {300, ErrorType::unknown, "HTTP error: 300"},
   };
-  for (const auto& c : cases) {
+  for (const auto& c : statuses) {
     const auto error = failureFor(kValidCreative, c.status);
     ASSERT_TRUE(error) << c.status;
     EXPECT_EQ(error->code(), c.code) << c.status;

@@ -156,34 +156,10 @@ TEST_F(CurlHttpSessionTest, TimeOutsAndBodiesOverTheLimitEndInErrors) {
                           }));
 }
 
-// A file of extra CAs that cannot be used is reported and left out: the
-// system's store keeps serving every request.
-TEST_F(CurlHttpSessionTest, UnusableExtraCaFileLeavesTheSystemStoreWorking) {
-  server.respond("/", {200});
-  const auto path =
-      (std::filesystem::path(server.caDirectory()).parent_path() / "broken.pem").string();
-  std::ofstream(path) << "-----BEGIN CERTIFICATE-----\nAAAA!!!!\n-----END CERTIFICATE-----\n";
-  CurlHttpSessionOptions options;
-  options.extraCaFile = path;
-  options.systemCaDirectory = server.caDirectory();
-  CurlHttpSession degraded(options);
-  const auto result = run(degraded, request("/"));
-  EXPECT_FALSE(result.error) << result.error->localizedDescription;
-  const auto records = platform->log->records();
-  EXPECT_EQ(
-      std::count_if(records.begin(), records.end(),
-                    [&](const auto& record) {
-                      return record.levelName == "ERROR" &&
-                             record.message.starts_with(
-                                 "Cannot trust the certificate authorities in " + path + " (");
-                    }),
-      1);
-}
-
 // The CA a host names in code or in LUMORA_CA_FILE is trusted in addition to
 // the system's store (either alone suffices, neither refuses the server before
 // any request); the one named in code wins over the variable.
-TEST_F(CurlHttpSessionTest, LinuxPlatformTrustsTheHostsCaNextToTheSystemStore) {
+TEST_F(CurlHttpSessionTest, TheHostsCaIsTrustedNextToTheSystemStoreAndAnUnusableOneIsReported) {
   server.respond("/", {200});
   struct Case {
     const char* what;
@@ -217,11 +193,34 @@ TEST_F(CurlHttpSessionTest, LinuxPlatformTrustsTheHostsCaNextToTheSystemStore) {
   EXPECT_EQ(server.requests().size(), 2u) << "only the trusted sessions reached the server";
   setExtraCertificateAuthorities("");
   unsetenv("LUMORA_CA_FILE");
+
+  // A file of extra CAs that cannot be used is reported and left out: the
+  // system's store keeps serving every request.
+  const auto path =
+      (std::filesystem::path(server.caDirectory()).parent_path() / "broken.pem").string();
+  std::ofstream(path) << "-----BEGIN CERTIFICATE-----\nAAAA!!!!\n-----END CERTIFICATE-----\n";
+  CurlHttpSessionOptions options;
+  options.extraCaFile = path;
+  options.systemCaDirectory = server.caDirectory();
+  CurlHttpSession degraded(options);
+  const auto result = run(degraded, request("/"));
+  EXPECT_FALSE(result.error) << result.error->localizedDescription;
+  const auto records = platform->log->records();
+  EXPECT_EQ(
+      std::count_if(records.begin(), records.end(),
+                    [&](const auto& record) {
+                      return record.levelName == "ERROR" &&
+                             record.message.starts_with(
+                                 "Cannot trust the certificate authorities in " + path + " (");
+                    }),
+      1);
 }
 
 // Nothing leaves in the clear: a URL that is not https is refused before any
-// connection, and a redirect is followed only to https.
-TEST_F(CurlHttpSessionTest, NothingIsSentInTheClear) {
+// connection, and a redirect is followed only to https. There a redirected POST
+// (303 included) arrives with its method and body: never as a bodiless request
+// whose success hides the loss.
+TEST_F(CurlHttpSessionTest, NothingIsSentInTheClearAndARedirectedPostArrivesWhole) {
   TestHttpsServer clear(TestHttpsServer::Listeners::httpsAndCleartext);
   clear.respond("/device_events", {200});
   server.respond("/events",
@@ -241,11 +240,7 @@ TEST_F(CurlHttpSessionTest, NothingIsSentInTheClear) {
   }
   EXPECT_TRUE(clear.requests().empty());
   EXPECT_EQ(server.requests().size(), 1u);
-}
 
-// A redirected POST (303 included) reaches its https target with its method
-// and body: never as a bodiless request whose success hides the loss.
-TEST_F(CurlHttpSessionTest, RedirectedPostArrivesWholeAtItsHttpsTarget) {
   const std::string event = R"({"clientInfo":{"phoneNumber":"+15550100"}})";
   server.respond("/device_events", {201});
   server.respond("/moved", TestHttpsServer::Response::redirect(303, server.url("/device_events")));

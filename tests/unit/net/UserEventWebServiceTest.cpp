@@ -9,7 +9,6 @@
 #include <nlohmann/json.hpp>
 
 #include "core/net/UserEventWebService.hpp"
-#include "platform/sim/VirtualClock.hpp"
 #include "unit/net/NetTestSupport.hpp"
 
 namespace lumora {
@@ -101,7 +100,8 @@ TEST_F(UserEventWebServiceTest, RequestEventGoesWhereTheServicesProfileSaysKeyBy
   }
 }
 
-TEST_F(UserEventWebServiceTest, NotificationAndClickEventsCarryCampaignAndCreative) {
+TEST_F(UserEventWebServiceTest,
+       NotificationAndClickEventsCarryCampaignAndCreativeAndUrlFailuresAreReported) {
   const auto service = serviceWith(bare);
   server.respond("/notrack/device_events", {204, "not even json"});  // the reply is not read
   for (const auto type : {EventType::notification, EventType::click}) {
@@ -115,10 +115,6 @@ TEST_F(UserEventWebServiceTest, NotificationAndClickEventsCarryCampaignAndCreati
               json({{"platform", "ios"}, {"appName", "Shop"}, {"deviceMode", "arm64-test"}}));
     EXPECT_EQ(body["spaceInfo"], json({{"spaceId", kSpaceId}}));
   }
-}
-
-// A URL that cannot be formed is reported through the completion, not thrown.
-TEST_F(UserEventWebServiceTest, UrlFailuresAreReportedNotThrown) {
   const UserEventWebService broken(
       APIConfiguration(Environment::stage, "", "not a url", "cdn.example", "b"),
       std::make_shared<HttpRequestSender>(session), urls, bare);
@@ -145,12 +141,6 @@ TEST_F(UserEventWebServiceTest, ProfileIsReplacedWhileOtherThreadsReadIt) {
     ++reads;
   }
   writer.join();
-}
-
-TEST(EventRequestTest, TimestampIsMillisecondsTruncatedTowardZero) {
-  using platform::VirtualClock;
-  EXPECT_EQ(EventRequest::timestampAt(VirtualClock::fromSeconds(1700000000.9999)), 1700000000999);
-  EXPECT_EQ(EventRequest::timestampAt(VirtualClock::fromSeconds(-1.5)), -1500);
 }
 
 }  // namespace

@@ -76,9 +76,19 @@ TEST_F(NotificationDelegateTest, TapReportsClickThenCallsHandlerThenCompletesOnM
   EXPECT_EQ(body["clientInfo"]["phoneNumber"], "+15550100");
   EXPECT_EQ(body["clientInfo"]["email"], "ann@example.com");
   EXPECT_EQ(body["clientInfo"]["deviceId"], "AD-1");
+
+  // A manager released before the tap is handled drops the creative but completes the tap.
+  show(std::nullopt, minimalProfile());
+  runFor(1.0);
+  ASSERT_TRUE(center->simulateTap(1));
+  manager.reset();
+  runFor(0);
+  EXPECT_EQ(clicks.size(), 1u);
+  EXPECT_TRUE(tapCompleted());
+  EXPECT_EQ(http->requests().size(), 4u);
 }
 
-TEST_F(NotificationDelegateTest, ForeignNotificationsAreShownAndTheirTapsOnlyCompleted) {
+TEST_F(NotificationDelegateTest, ForeignNotificationsAreShownAndOnlyCompleteOnesReportATap) {
   const NotificationUserInfo complete{{"bindingId", std::int64_t{1}},
                                       {"campaignId", std::int64_t{2}},
                                       {"creativeId", std::int64_t{3}},
@@ -112,14 +122,8 @@ TEST_F(NotificationDelegateTest, ForeignNotificationsAreShownAndTheirTapsOnlyCom
     EXPECT_EQ(record.message,
               "willPresent notification called - showing notification in foreground");
   }
-}
-
-TEST_F(NotificationDelegateTest, MissingDataAndSpaceIdBecomeEmptyStrings) {
-  const auto index = scheduleByHost({{"bindingId", std::int64_t{1}},
-                                     {"campaignId", std::int64_t{2}},
-                                     {"creativeId", std::int64_t{3}},
-                                     {"appName", std::string("Shop")}});
-  ASSERT_TRUE(center->simulateTap(index));
+  // Complete but without data or space: those become empty strings.
+  ASSERT_TRUE(center->simulateTap(scheduleByHost(complete)));
   runFor(0);
   ASSERT_EQ(clicks.size(), 1u);
   EXPECT_EQ(clicks[0].creative.data(), std::optional<std::string>(""));
@@ -128,38 +132,19 @@ TEST_F(NotificationDelegateTest, MissingDataAndSpaceIdBecomeEmptyStrings) {
   EXPECT_EQ(http->jsonBody(0)["spaceInfo"], nlohmann::json({{"spaceId", ""}}));
 }
 
-TEST_F(NotificationDelegateTest, AnyActionIsATapAndAFailedClickEventStillReachesTheHandler) {
+TEST_F(NotificationDelegateTest, AnyActionIsATapAndAFailedClickEventStillReachesTheLatestHandler) {
   show(std::nullopt, minimalProfile());
   runFor(1.0);
   http->failWith({"NSURLErrorDomain", -1009, "The Internet connection appears to be offline."});
   ASSERT_TRUE(center->simulateTap(0, "snooze"));
+  std::vector<std::int64_t> replacementClicks;
+  manager->setNotificationClickHandler(
+      [&](const LumoraAdCreative& creative) { replacementClicks.push_back(creative.bindingId()); });
   runFor(0);
-  ASSERT_EQ(clicks.size(), 1u);
-  EXPECT_EQ(clicks[0].creative.bindingId(), kBindingId);
+  EXPECT_TRUE(clicks.empty());
+  EXPECT_EQ(replacementClicks, std::vector<std::int64_t>{kBindingId});
   EXPECT_EQ(http->jsonBody(1)["eventType"], "click");
   EXPECT_TRUE(tapCompleted());
-}
-
-TEST_F(NotificationDelegateTest, ReleasedManagerDropsTheCreativeButCompletesTheTap) {
-  show(std::nullopt, minimalProfile());
-  runFor(1.0);
-  ASSERT_TRUE(center->simulateTap(0));
-  manager.reset();
-  runFor(0);
-  EXPECT_TRUE(clicks.empty());
-  EXPECT_TRUE(tapCompleted());
-  EXPECT_EQ(http->requests().size(), 2u);
-}
-
-TEST_F(NotificationDelegateTest, LatestClickHandlerIsTheOneCalled) {
-  show(std::nullopt, minimalProfile());
-  runFor(1.0);
-  ASSERT_TRUE(center->simulateTap(0));
-  int replacementCalls = 0;
-  manager->setNotificationClickHandler([&](const LumoraAdCreative&) { ++replacementCalls; });
-  runFor(0);
-  EXPECT_TRUE(clicks.empty());
-  EXPECT_EQ(replacementCalls, 1);
 }
 
 }  // namespace

@@ -32,35 +32,19 @@ class NotificationManagerTest : public testing::NotificationFixture {
   }
 };
 
-TEST_F(NotificationManagerTest, MinimalProfileWithoutDataWritesExactlySixTypedKeys) {
-  show(std::nullopt, minimalProfile());
-  runFor(0);
-  ASSERT_EQ(center->added().size(), 1u);
-  const NotificationUserInfo expected{
-      {"campaignId", std::int64_t{kCampaignId}},    {"creativeId", std::int64_t{kCreativeId}},
-      {"bindingId", std::int64_t{kBindingId}},      {"spaceId", std::string(kSpaceId)},
-      {"clientUUID", std::string(kInstallationId)}, {"appName", std::string("Shop")}};
-  EXPECT_EQ(center->added()[0].request.userInfo, expected);
-}
-
-TEST_F(NotificationManagerTest, OptionalValuesAreWrittenWheneverPresentEvenWhenEmpty) {
+// Optional values are written whenever present, even when empty.
+TEST_F(NotificationManagerTest, EachCallSchedulesItsOwnOneSecondNotification) {
+  show("x", minimalProfile());
   show("", ClientProfile("", "ann@example.com", "Shop", "AD-1"));
   runFor(0);
-  ASSERT_EQ(center->added().size(), 1u);
-  const auto userInfo = center->added()[0].request.userInfo;
+  const auto added = center->added();
+  ASSERT_EQ(added.size(), 2u);
+  const auto userInfo = added[1].request.userInfo;
   EXPECT_EQ(userInfo.size(), 10u);
   EXPECT_EQ(userInfo.at("phoneNumber"), platform::NotificationValue(std::string("")));
   EXPECT_EQ(userInfo.at("email"), platform::NotificationValue(std::string("ann@example.com")));
   EXPECT_EQ(userInfo.at("advertisingId"), platform::NotificationValue(std::string("AD-1")));
   EXPECT_EQ(userInfo.at("data"), platform::NotificationValue(std::string("")));
-}
-
-TEST_F(NotificationManagerTest, EachCallSchedulesItsOwnOneSecondNotification) {
-  show("x", minimalProfile());
-  show("x", minimalProfile());
-  runFor(0);
-  const auto added = center->added();
-  ASSERT_EQ(added.size(), 2u);
   const std::string prefix = "com.lumora.beacon.notification ";
   for (const auto& [request, addedAt] : added) {
     EXPECT_EQ(request.identifier.size(), 67u);
@@ -96,6 +80,12 @@ TEST_F(NotificationManagerTest, SuccessfulAddIsReportedAsNotificationEventBefore
   const auto outcome = show(std::nullopt, minimalProfile());
   runFor(0);
 
+  // Without data or contacts the notification carries exactly six typed keys.
+  const NotificationUserInfo expected{
+      {"campaignId", std::int64_t{kCampaignId}},    {"creativeId", std::int64_t{kCreativeId}},
+      {"bindingId", std::int64_t{kBindingId}},      {"spaceId", std::string(kSpaceId)},
+      {"clientUUID", std::string(kInstallationId)}, {"appName", std::string("Shop")}};
+  EXPECT_EQ(center->added().at(0).request.userInfo, expected);
   EXPECT_EQ(requestsWhenAdded, 0u);
   ASSERT_EQ(http->requests().size(), 1u);
   const auto request = http->requests()[0];
@@ -124,7 +114,8 @@ TEST_F(NotificationManagerTest, SuccessfulAddIsReportedAsNotificationEventBefore
   EXPECT_EQ(managerMessages(), expectedLog);
 }
 
-TEST_F(NotificationManagerTest, OnlyAuthorizedStatusAllowsNotifications) {
+TEST_F(NotificationManagerTest,
+       OnlyAuthorizedStatusAllowsNotificationsAndPermissionIsAskedForAllThree) {
   for (std::int64_t status : {0, 1, 3, 4}) {
     SCOPED_TRACE(status);
     platform->log->clear();
@@ -144,24 +135,21 @@ TEST_F(NotificationManagerTest, OnlyAuthorizedStatusAllowsNotifications) {
   }
   EXPECT_TRUE(center->added().empty());
   EXPECT_TRUE(http->requests().empty());
-}
 
-TEST_F(NotificationManagerTest, PlatformRefusalIsPassedOnUnchangedAndNotReported) {
-  const PlatformError refusal{"UNErrorDomain", 1, "Notifications are not allowed for this app"};
-  center->setAddError(refusal);
-  const auto outcome = show("x", minimalProfile());
+  center->setAuthorizationStatus(SimNotificationCenter::kNotDetermined);
+  std::optional<bool> granted;
+  manager->requestPermission(
+      [&](bool answer, std::optional<PlatformError> error) { granted = answer && !error; });
+  std::optional<bool> authorized;
   runFor(0);
-  const auto error = failureOf<PlatformError>(*outcome);
-  ASSERT_TRUE(error);
-  EXPECT_EQ(error->domain, refusal.domain);
-  EXPECT_EQ(error->code, refusal.code);
-  EXPECT_EQ(localizedDescription(*outcome->error), refusal.localizedDescription);
-  EXPECT_TRUE(http->requests().empty());
-  EXPECT_EQ(managerMessages().back(),
-            "Failed to add notification request: Notifications are not allowed for this app");
+  manager->checkPermission([&](bool answer) { authorized = answer; });
+  runFor(0);
+  EXPECT_EQ(granted, true);
+  EXPECT_EQ(center->requestedAuthorizationOptions(), std::vector<std::uint64_t>{7});
+  EXPECT_EQ(authorized, true);
 }
 
-TEST_F(NotificationManagerTest, FailedEventAnswersFalseButTheNotificationIsStillShown) {
+TEST_F(NotificationManagerTest, FailedEventOrRefusalAnswersFalseWithTheirOwnError) {
   http->respondWith(503);
   const auto outcome = show("x", minimalProfile());
   runFor(1.0);
@@ -171,6 +159,20 @@ TEST_F(NotificationManagerTest, FailedEventAnswersFalseButTheNotificationIsStill
   EXPECT_EQ(error->localizedDescription, "HTTP error: 503");
   EXPECT_EQ(platform->log->count("Failed to send event: HTTP error: 503"), 1u);
   EXPECT_EQ(center->delivered().size(), 1u);
+
+  // A refusal by the platform is passed on unchanged and not reported.
+  const PlatformError refusal{"UNErrorDomain", 1, "Notifications are not allowed for this app"};
+  center->setAddError(refusal);
+  const auto refused = show("x", minimalProfile());
+  runFor(0);
+  const auto refusedError = failureOf<PlatformError>(*refused);
+  ASSERT_TRUE(refusedError);
+  EXPECT_EQ(refusedError->domain, refusal.domain);
+  EXPECT_EQ(refusedError->code, refusal.code);
+  EXPECT_EQ(localizedDescription(*refused->error), refusal.localizedDescription);
+  EXPECT_EQ(http->requests().size(), 1u) << "only the first notification was reported";
+  EXPECT_EQ(managerMessages().back(),
+            "Failed to add notification request: Notifications are not allowed for this app");
 }
 
 // Released while the permission is checked nothing is scheduled; released
@@ -232,20 +234,6 @@ TEST_F(NotificationManagerTest, NewManagerTakesOverTheCenterDelegate) {
   ASSERT_EQ(center->delivered().size(), 1u);
   EXPECT_EQ(center->delivered()[0].presentationOptions, 7u);
   EXPECT_EQ(hostDelegate->calls, 0);
-}
-
-TEST_F(NotificationManagerTest, RequestPermissionAsksForBadgeSoundAndAlert) {
-  center->setAuthorizationStatus(SimNotificationCenter::kNotDetermined);
-  std::optional<bool> granted;
-  manager->requestPermission(
-      [&](bool answer, std::optional<PlatformError> error) { granted = answer && !error; });
-  std::optional<bool> authorized;
-  runFor(0);
-  manager->checkPermission([&](bool answer) { authorized = answer; });
-  runFor(0);
-  EXPECT_EQ(granted, true);
-  EXPECT_EQ(center->requestedAuthorizationOptions(), std::vector<std::uint64_t>{7});
-  EXPECT_EQ(authorized, true);
 }
 
 }  // namespace

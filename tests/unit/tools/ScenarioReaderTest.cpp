@@ -117,9 +117,8 @@ TEST_F(ScenarioReaderTest, ReadsTheFieldsAndActionsOfTheFullFormat) {
   ASSERT_EQ(times.size(), 1001u);
   EXPECT_DOUBLE_EQ(times.back(), 100.0);
   EXPECT_DOUBLE_EQ(times[500], 50.0);
-}
 
-TEST_F(ScenarioReaderTest, RelativePathsFollowTheScenarioFileNotTheWorkingDirectory) {
+  // Relative paths follow the scenario file, not the working directory.
   dir.write("nested/sdk.plist", "<plist/>");
   const std::filesystem::path file =
       dir.write("nested/s.json", R"({"config": "sdk.plist", "steps": [], "until": 1})");
@@ -133,7 +132,8 @@ TEST_F(ScenarioReaderTest, RelativePathsFollowTheScenarioFileNotTheWorkingDirect
   EXPECT_EQ(bare.file, dir.path() / "nested" / "s.json");
 }
 
-// Each row replaces (or, with null, removes) the value at one place of the full scenario.
+// Each row replaces (or, with null, removes) the value at one place of the full scenario;
+// one row per kind of check.
 TEST_F(ScenarioReaderTest, RejectsEachKindOfBadInputWithOneClearLine) {
   const struct {
     const char* where;
@@ -141,34 +141,23 @@ TEST_F(ScenarioReaderTest, RejectsEachKindOfBadInputWithOneClearLine) {
     std::string message;
   } cases[] = {
       {"", json::array(), "the scenario must be a JSON object"},
-      {"/until", nullptr, "\"until\" is missing"},
       {"/until", "120", "\"until\" must be a number of seconds, got \"120\""},
-      {"/startTime", -1, "\"startTime\" must not be negative, got -1"},
-      {"/advertising/trackingAuthorized", 1,
-       "advertising: \"trackingAuthorized\" must be true or false, got 1"},
       {"/config", "missing.plist",
        "\"config\" names DIR/missing.plist, which is not a readable file"},
-      {"/server", "remote", "\"server\" must be \"embedded\" (or left out), got \"remote\""},
       {"/creatives", nullptr, "\"creatives\" is missing"},
       {"/server", nullptr, "\"creatives\" only goes with \"server\": \"embedded\""},
       {"/initial/location", "always",
        "initial: \"location\" must be a location status (notDetermined, restricted, denied, "
        "authorizedAlways, authorizedWhenInUse), got \"always\""},
-      {"/steps", json::object(), "\"steps\" must be a list, got {}"},
       {"/steps/1/action", "jump",
        "steps[1]: unknown action \"jump\" (one of initiate, start, stop, updateProfile, "
        "clearPersistedData, detect, ibeacon, advertise, setLocation, setBluetooth, "
        "setNotifications, setNetwork, tapNotification, probe)"},
       {"/steps/1/at", 101, "steps[1] (start): \"at\" is after the scenario's \"until\" (100)"},
-      {"/steps/1/bindingId", 1, "steps[1] (start): \"bindingId\" is not a known field"},
       {"/steps/0/profile/appName", nullptr, "steps[0] (initiate): profile: \"appName\" is missing"},
       {"/steps/0/profile/appName", "Demo\nApp",
        "steps[0] (initiate): profile: \"appName\" must not hold control characters, got "
        "\"Demo\\nApp\""},
-      {"/steps/2/every", nullptr, "steps[2] (ibeacon): \"until\" only goes with \"every\""},
-      {"/steps/2/until", 1, "steps[2] (ibeacon): \"until\" must not be before \"at\""},
-      {"/steps/2/uuid", "not-a-uuid",
-       "steps[2] (ibeacon): \"uuid\" must be UUID text, got \"not-a-uuid\""},
       {"/steps/2/major", 65536, "steps[2] (ibeacon): \"major\" must be from 0 to 65535, got 65536"},
       {"/steps/3/manufacturerData", "3412z0",
        "steps[3] (advertise): \"manufacturerData\" must be hexadecimal bytes such as "
@@ -181,9 +170,6 @@ TEST_F(ScenarioReaderTest, RejectsEachKindOfBadInputWithOneClearLine) {
        "\"every\" or a shorter \"until\" keeps it within)"},
       {"/startTime", 1e10,
        "\"startTime\" is beyond what the clock can hold (9223372036 seconds since 1970)"},
-      {"/until", 9223372036.0 - 1700000000.0 + 1,
-       "\"until\" runs past what the clock can hold (startTime + until must stay within "
-       "9223372036 seconds since 1970)"},
   };
   for (const auto& c : cases) {
     json scenario = kFullScenario;
