@@ -9,6 +9,7 @@
 #include "TemporaryDirectory.hpp"
 #include "devserver/DevServerEngine.hpp"
 #include "gtest/gtest.h"
+#include "support/SdkPlist.hpp"
 
 namespace lumora::testing {
 namespace {
@@ -17,8 +18,6 @@ using nlohmann::json;
 
 const std::filesystem::path kStoreVisit =
     std::filesystem::path(LUMORA_EXAMPLES_DIR) / "store-visit" / "scenario.json";
-constexpr const char* kIBeaconUuid = "3F1C2A9E-7B4D-4E8A-9C61-5D2E8F0A7B13";
-constexpr const char* kServiceUuid = "6E4A0001-8C2B-4F3D-9A57-1B0C3D2E4F60";
 
 bool contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
@@ -48,22 +47,10 @@ class SimScenarioTest : public ::testing::Test {
     config.closeAfterEachRequest = true;
     server = std::make_unique<tools::DevServerEngine>(config);
     server->start();
-    const auto entry = [](const std::string& key, const std::string& value) {
-      return "<key>" + key + "</key><string>" + value + "</string>";
-    };
-    const std::string events = "https://" + server->hostAndPort();
-    const std::string group = "<dict>" + entry("EventURL", events + "/tracking") +
-                              entry("NoTrackingEventURL", events + "/no-tracking") +
-                              entry("CreativeCDNURL", server->hostAndPort()) +
-                              entry("CreativeBucketName", "e2e") + "</dict>";
-    dir.write("sdk.plist",
-              "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>APIEndpoints</key><dict>"
-              "<key>Stage</key>" +
-                  group + "<key>Production</key>" + group +
-                  "</dict><key>BeaconSettings</key><dict><key>AppleBeacon</key><dict>" +
-                  entry("UUID", kIBeaconUuid) + entry("Identifier", "store") +
-                  "</dict><key>CustomBeacon</key><dict>" + entry("ServiceUUID", kServiceUuid) +
-                  "</dict></dict></dict></plist>");
+    const std::string events = server->baseUrl();
+    dir.write("sdk.plist", SdkPlist::pointingAt(events + "/tracking", events + "/no-tracking",
+                                                server->hostAndPort(), "e2e")
+                               .xml());
   }
 
   ~SimScenarioTest() override { server->stop(); }

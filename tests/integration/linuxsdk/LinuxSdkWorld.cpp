@@ -2,31 +2,12 @@
 
 #include <stdlib.h>
 
+#include <algorithm>
 #include <fstream>
 
+#include "support/SdkPlist.hpp"
+
 namespace lumora::testing {
-namespace {
-
-std::string keyValue(const std::string& key, const std::string& value) {
-  return "<key>" + key + "</key><string>" + value + "</string>";
-}
-
-std::string sdkPlist(const TestHttpsServer& server, const std::string& iBeaconUuid,
-                     const std::string& serviceUuid) {
-  const std::string group = "<dict>" + keyValue("EventURL", server.url("/events")) +
-                            keyValue("NoTrackingEventURL", server.url("/nt")) +
-                            keyValue("CreativeCDNURL", server.hostAndPort()) +
-                            keyValue("CreativeBucketName", "bucket") + "</dict>";
-  return "<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist version=\"1.0\"><dict>"
-         "<key>APIEndpoints</key><dict><key>Stage</key>" +
-         group + "<key>Production</key>" + group +
-         "</dict><key>BeaconSettings</key><dict><key>AppleBeacon</key><dict>" +
-         keyValue("UUID", iBeaconUuid) + keyValue("Identifier", "store") +
-         "</dict><key>CustomBeacon</key><dict>" + keyValue("ServiceUUID", serviceUuid) +
-         "</dict></dict></dict></plist>";
-}
-
-}  // namespace
 
 void LinuxSdkWorld::SetUp() {
   BluezCentralWorld::SetUp();
@@ -37,7 +18,10 @@ void LinuxSdkWorld::SetUp() {
   ASSERT_NE(mkdtemp(pattern), nullptr);
   directory = pattern;
   std::filesystem::create_directories(directory / "bundle");
-  std::ofstream(directory / "bundle" / "sdk.plist") << sdkPlist(server, kIBeaconUuid, kServiceUuid);
+  std::ofstream(directory / "bundle" / "sdk.plist")
+      << SdkPlist::pointingAt(server.url("/events"), server.url("/nt"), server.hostAndPort(),
+                              "bucket")
+             .xml();
   server.respond("/events/device_events", TestHttpsServer::Response(200, "{}"));
   server.respond("/nt/device_events", TestHttpsServer::Response(200, "{}"));
 }
@@ -87,10 +71,7 @@ std::string LinuxSdkWorld::advertiseCustomBeacon(const std::string& address,
   test::MockBluez::Bytes value{0x03, static_cast<std::uint8_t>(bindingId >> 16),
                                static_cast<std::uint8_t>(bindingId >> 8),
                                static_cast<std::uint8_t>(bindingId)};
-  for (std::size_t i = 0; i < 16; i += 2) {
-    value.push_back(
-        static_cast<std::uint8_t>(std::stoi(std::string(kSpaceId + i, 2), nullptr, 16)));
-  }
+  value.insert(value.end(), {0x0a, 0x1b, 0x2c, 0x3d, 0x4e, 0x5f, 0x60, 0x71});  // kSpaceId
   value.resize(value.size() + 11, 0x00);
   bluez->advertise(device, {{0x1234, value}});
   return device;
@@ -98,9 +79,8 @@ std::string LinuxSdkWorld::advertiseCustomBeacon(const std::string& address,
 
 std::size_t LinuxSdkWorld::callsNamed(const std::string& name) const {
   if (!callback) return 0;
-  std::size_t count = 0;
-  for (const auto& call : callback->calls()) count += call.name == name ? 1 : 0;
-  return count;
+  const auto names = callback->names();
+  return static_cast<std::size_t>(std::count(names.begin(), names.end(), name));
 }
 
 std::vector<nlohmann::json> LinuxSdkWorld::eventsOfType(const std::string& type) const {

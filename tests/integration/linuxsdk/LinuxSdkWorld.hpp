@@ -23,6 +23,7 @@ namespace lumora::testing {
 /// GLib main context, which the test iterates.
 class LinuxSdkWorld : public test::BluezCentralWorld {
  protected:
+  // The beacon settings of SdkPlist::complete().
   static constexpr const char* kIBeaconUuid = "E2C56DB5-DFFB-48D2-B060-D0F5A71096E0";
   static constexpr const char* kServiceUuid = "0000FEAA-0000-1000-8000-00805F9B34FB";
   static constexpr const char* kSpaceId = "0a1b2c3d4e5f6071";
