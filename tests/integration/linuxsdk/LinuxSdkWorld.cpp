@@ -10,7 +10,7 @@
 namespace lumora::testing {
 
 void LinuxSdkWorld::SetUp() {
-  BluezCentralWorld::SetUp();
+  MockBluezWorld::SetUp();
   if (IsSkipped()) return;
   bus->startTemplate("notification_daemon", test::DbusMockHarness::kNotifications);
 
@@ -45,7 +45,7 @@ void LinuxSdkWorld::startSdk(std::int64_t locationAuthorization) {
   options.locationAuthorization = locationAuthorization;
   platform = makePlatform(options);
   platform::Platform::install(platform);
-  callback = std::make_shared<RecordingCallback>(platform->clock());
+  callback = std::make_shared<RecordingCallback>();
   facade = SdkFacade::create(platform);
   facade->initiate(ClientProfile("+15550100", "a@example.com", "StoreApp", std::nullopt), callback,
                    Environment::stage);

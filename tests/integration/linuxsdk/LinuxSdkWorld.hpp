@@ -10,7 +10,7 @@
 
 #include "core/SdkFacade.hpp"
 #include "platform/linux/LinuxPlatform.hpp"
-#include "support/BluezCentralWorld.hpp"
+#include "support/MockBluezWorld.hpp"
 #include "support/RecordingCallback.hpp"
 #include "support/TestHttpsServer.hpp"
 
@@ -21,7 +21,7 @@ namespace lumora::testing {
 /// at a TestHttpsServer (creatives under /bucket, events under /events and
 /// /nt), and a temporary user-defaults file. Everything runs on the default
 /// GLib main context, which the test iterates.
-class LinuxSdkWorld : public test::BluezCentralWorld {
+class LinuxSdkWorld : public test::MockBluezWorld {
  protected:
   // The beacon settings of SdkPlist::complete().
   static constexpr const char* kIBeaconUuid = "E2C56DB5-DFFB-48D2-B060-D0F5A71096E0";
