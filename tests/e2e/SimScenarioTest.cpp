@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <variant>
 
 #include "TemporaryDirectory.hpp"
 #include "devserver/DevServerEngine.hpp"
@@ -94,11 +93,9 @@ class SimScenarioTest : public ::testing::Test {
     return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), dir.read(errors)};
   }
 
-  /// Runs a scenario (a file, or one written from JSON) with --jsonl and any further arguments.
-  Result run(const std::variant<std::filesystem::path, json>& scenario,
+  /// Runs a scenario file with --jsonl and any further arguments.
+  Result run(const std::filesystem::path& file,
              const std::vector<std::string>& moreArguments = {}) {
-    const auto* given = std::get_if<std::filesystem::path>(&scenario);
-    const auto file = given ? *given : dir.write("scenario.json", std::get<json>(scenario).dump());
     const auto jsonl = dir.path() / "out.jsonl";
     std::filesystem::remove(jsonl);
     std::vector<std::string> arguments{file.string(), "--jsonl", jsonl.string()};
@@ -137,9 +134,8 @@ class SimScenarioTest : public ::testing::Test {
   std::unique_ptr<tools::DevServerEngine> server;
 };
 
-// The shipped demo, run as shipped: the whole job, the gate closing 10 to 11 s
-// after the last iBeacon on the air, its story and the picture of the run.
-TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTime) {
+// The shipped demo, run as shipped: the whole job, its story and the picture of the run.
+TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobTellsItsStoryAndDrawsIt) {
   const auto svg = dir.path() / "visit.svg", story = dir.path() / "story.txt";
   const auto result = run(kStoreVisit, {"--svg", svg.string()});
   ASSERT_EQ(result.code, 0) << result.errorOutput;
@@ -176,15 +172,6 @@ TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTi
   runSim({kStoreVisit.string(), "--verbose"}, story);
   EXPECT_TRUE(contains(dir.read(story), "Skipping duplicate beacon data"));
 
-  // The gate closes once, 10 to 11 s after the demo's last iBeacon (at 90 s), stopping the scan.
-  const auto closed = logTimes(result, "iBeacon timeout reached, stopped custom beacon scanning");
-  ASSERT_EQ(closed.size(), 1u);
-  EXPECT_GE(closed[0], 100.0);
-  EXPECT_LE(closed[0], 101.0);
-  EXPECT_TRUE(std::any_of(scans.begin(), scans.end(), [&](const json& scan) {
-    return scan["action"] == "stop" && scan["t"] == closed[0];
-  }));
-
   // x = 270 + t * 940 / 150 for this 150-second run.
   const std::string picture = dir.read(svg);
   for (const char* mark :
@@ -193,26 +180,20 @@ TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTi
         "data-lane=\"binding 567 \u00b7 space f0e1d2c3b4a59687\"",
         R"(<rect class="region" x="301.3")", R"(<rect class="scan" x="301.3")",
         R"(<circle class="creative" cx="307.6")", R"(<circle class="tap" cx="395.3")",
-        R"(<circle class="error" cx="498.7")", R"(<g class="legend")", R"(>150s</text>)"}) {
+        R"(<circle class="error" cx="498.7")", R"(<g class="legend")", R"(>150s</text>)",
+        R"(width="1240" height="416")"}) {  // nine lanes, the axis and the legend
     EXPECT_TRUE(contains(picture, mark)) << mark;
   }
   if (std::system("command -v rsvg-convert >/dev/null") != 0) {
     GTEST_SKIP() << "rsvg-convert (librsvg2-bin) is not installed";
   }
-  const auto png = dir.path() / "visit.png";
-  ASSERT_EQ(std::system(("rsvg-convert '" + svg.string() + "' -o '" + png.string() + "'").c_str()),
-            0);
-  // The PNG header: width 1240 and height 416 (nine lanes, the axis and the
-  // legend), big-endian, at bytes 16 and 20.
-  const std::string image = dir.read(png);
-  EXPECT_EQ(image.substr(1, 3), "PNG");
-  EXPECT_EQ(image.substr(16, 8), std::string("\0\0\x04\xd8\0\0\x01\xa0", 8));
+  EXPECT_EQ(std::system(("rsvg-convert '" + svg.string() + "' >/dev/null").c_str()), 0);
 }
 
 // One visit through the facade's guards, the pipeline's failures, a tap, the
 // profile choosing the endpoint, and a refused notification.
 TEST_F(SimScenarioTest, OneVisitShowsGuardsFailuresTapsProfilesAndRefusals) {
-  const auto result = run(scenario(json::parse(R"([
+  const json steps = json::parse(R"([
     {"at": 0, "action": "updateProfile", "profile": {"appName": "Early", "advertisingId": "AD-0"}},
     {"at": 1, "action": "initiate", "environment": "stage", "profile": {"appName": "Main"}},
     {"at": 1.5, "action": "initiate", "environment": "stage", "profile": {"appName": "E2E"}},
@@ -230,8 +211,8 @@ TEST_F(SimScenarioTest, OneVisitShowsGuardsFailuresTapsProfilesAndRefusals) {
     {"at": 13, "action": "setNotifications", "status": "denied"},
     {"at": 14, "action": "detect", "companyId": 4660, "spaceId": "0a1b", "bindingId": 300},
     {"at": 15, "action": "stop"}, {"at": 15.5, "action": "stop"}, {"at": 16, "action": "probe"}
-  ])"),
-                                   20));
+  ])");
+  const auto result = run(dir.write("scenario.json", scenario(steps, 20).dump()));
   ASSERT_EQ(result.code, 0) << result.errorOutput;
   // Not found, malformed, offline, capped, notification refused.
   EXPECT_EQ(callbacks(result), (std::vector<std::string>{

@@ -224,6 +224,8 @@ TEST_F(BluezCentralTest, DiscoveryRestartsPeriodicallyWithoutReportingSilentDevi
   EXPECT_EQ(bluez->adapterCalls("StartDiscovery"), stopped);
 }
 
+// The monitor serves the demand alone, survives a new bluetoothd, leaves the
+// scan its own filter, and ends with the demand or with the central.
 TEST_F(BluezCentralTest, DemandRegistersAnIBeaconMonitorFedWhileItsDeviceIsFound) {
   bluez->addMonitorManager();
   makeCentral(0.05, 0.05);
@@ -261,15 +263,11 @@ TEST_F(BluezCentralTest, DemandRegistersAnIBeaconMonitorFedWhileItsDeviceIsFound
   EXPECT_THROW(bluez->monitorsAt(root), std::runtime_error);  // the objects are gone too
   EXPECT_EQ(bluez->adapterCalls("StartDiscovery"), 0u);
   EXPECT_EQ(bluez->adapterCalls("StopDiscovery"), 0u);
-}
-
-TEST_F(BluezCentralTest, ANewBluetoothdGetsTheMonitorTheScanKeepsItsFilterAndDestructionEndsIt) {
-  bluez->addMonitorManager();
-  makeCentral();
-  demandAndRegister();
 
   // A fresh bluetoothd announces its adapter first and the manager after it:
   // discovery serves the monitor in between and stops once the monitor is back.
+  central->setMonitoringDemand(true);
+  ASSERT_TRUE(until([&] { return bluez->registeredRoots().size() == 2; }));
   bus->stopTemplate("org.bluez");
   bus->startTemplate("bluez5", "org.bluez");
   ASSERT_TRUE(reachState(4));
@@ -277,8 +275,8 @@ TEST_F(BluezCentralTest, ANewBluetoothdGetsTheMonitorTheScanKeepsItsFilterAndDes
   ASSERT_TRUE(until([&] { return bluez->discovering(); }));
   bluez->addMonitorManager();
   ASSERT_TRUE(until([&] { return bluez->registeredRoots().size() == 1 && !bluez->discovering(); }));
-  const auto root = bluez->registeredRoots().front();
-  EXPECT_EQ(bluez->monitorsAt(root).size(), 1u);
+  const auto renewed = bluez->registeredRoots().front();
+  EXPECT_EQ(bluez->monitorsAt(renewed).size(), 1u);
 
   // Beside the monitor the scan runs with its own filter, and without duplicates no restarts.
   const auto stops = bluez->adapterCalls("StopDiscovery");
@@ -294,7 +292,7 @@ TEST_F(BluezCentralTest, ANewBluetoothdGetsTheMonitorTheScanKeepsItsFilterAndDes
 
   central.reset();
   ASSERT_TRUE(until([&] { return bluez->unregisteredRoots().size() == 1; }));
-  EXPECT_EQ(bluez->unregisteredRoots().front(), root);
+  EXPECT_EQ(bluez->unregisteredRoots().front(), renewed);
 }
 
 // Without a monitor (no API, or registration refused), an unfiltered
