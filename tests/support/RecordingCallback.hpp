@@ -30,8 +30,18 @@ class RecordingCallback : public LumoraAdBeaconCallback {
 
   const std::vector<Call>& calls() const { return calls_; }
   /// The names of the calls, in order.
-  std::vector<std::string> names() const;
-  std::vector<LumoraAdBeaconError> errors() const;
+  std::vector<std::string> names() const {
+    std::vector<std::string> names;
+    for (const auto& call : calls_) names.push_back(call.name);
+    return names;
+  }
+  std::vector<LumoraAdBeaconError> errors() const {
+    std::vector<LumoraAdBeaconError> errors;
+    for (const auto& call : calls_) {
+      if (call.error) errors.push_back(*call.error);
+    }
+    return errors;
+  }
 
  private:
   std::vector<Call> calls_;

@@ -24,12 +24,11 @@ Bytes iBeacon(std::uint16_t minor) {
   return MockBluez::iBeaconFrame("E2C56DB5-DFFB-48D2-B060-D0F5A71096E0", 1, minor);
 }
 
-Bytes withCompanyId(std::uint16_t companyId, const Bytes& value) {
-  Bytes bytes(value.size() + 2);  // the identifier little-endian, then the value
-  bytes[0] = static_cast<std::uint8_t>(companyId & 0xff);
-  bytes[1] = static_cast<std::uint8_t>(companyId >> 8);
-  std::copy(value.begin(), value.end(), bytes.begin() + 2);
-  return bytes;
+/// The manufacturer data as reported: the company identifier little-endian, then the value.
+Bytes withCompanyId(std::uint16_t companyId, Bytes value) {
+  value.insert(value.begin(), {static_cast<std::uint8_t>(companyId & 0xff),
+                               static_cast<std::uint8_t>(companyId >> 8)});
+  return value;
 }
 
 /// Records what the central tells its delegate.
@@ -80,13 +79,6 @@ class BluezCentralTest : public test::MockBluezWorld {
     makeCentral(restartSeconds);
     central->scanForPeripherals(services, true);
     ASSERT_TRUE(until([&] { return bluez->adapterCalls("StartDiscovery") >= 1; }));
-  }
-  /// Demands monitoring and answers the application root it registered.
-  std::string demandAndRegister() {
-    central->setMonitoringDemand(true);
-    EXPECT_TRUE(until([&] { return bluez->registeredRoots().size() == 1; }));
-    const auto roots = bluez->registeredRoots();
-    return roots.empty() ? "" : roots.front();
   }
   std::string deviceWithService(const std::string& address, const std::string& uuid) {
     const auto device = bluez->addDevice(address);
@@ -229,7 +221,9 @@ TEST_F(BluezCentralTest, DiscoveryRestartsPeriodicallyWithoutReportingSilentDevi
 TEST_F(BluezCentralTest, DemandRegistersAnIBeaconMonitorFedWhileItsDeviceIsFound) {
   bluez->addMonitorManager();
   makeCentral(0.05, 0.05);
-  const auto root = demandAndRegister();
+  central->setMonitoringDemand(true);
+  ASSERT_TRUE(until([&] { return bluez->registeredRoots().size() == 1; }));
+  const auto root = bluez->registeredRoots().front();
   const auto monitors = bluez->monitorsAt(root);
   ASSERT_EQ(monitors.size(), 1u);
   EXPECT_EQ(monitors[0].type, "or_patterns");
