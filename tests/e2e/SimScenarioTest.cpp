@@ -4,11 +4,11 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <variant>
 
 #include "TemporaryDirectory.hpp"
 #include "devserver/DevServerEngine.hpp"
 #include "gtest/gtest.h"
+#include "support/SdkPlist.hpp"
 
 namespace lumora::testing {
 namespace {
@@ -17,8 +17,6 @@ using nlohmann::json;
 
 const std::filesystem::path kStoreVisit =
     std::filesystem::path(LUMORA_EXAMPLES_DIR) / "store-visit" / "scenario.json";
-constexpr const char* kIBeaconUuid = "3F1C2A9E-7B4D-4E8A-9C61-5D2E8F0A7B13";
-constexpr const char* kServiceUuid = "6E4A0001-8C2B-4F3D-9A57-1B0C3D2E4F60";
 
 bool contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
@@ -48,22 +46,10 @@ class SimScenarioTest : public ::testing::Test {
     config.closeAfterEachRequest = true;
     server = std::make_unique<tools::DevServerEngine>(config);
     server->start();
-    const auto entry = [](const std::string& key, const std::string& value) {
-      return "<key>" + key + "</key><string>" + value + "</string>";
-    };
-    const std::string events = "https://" + server->hostAndPort();
-    const std::string group = "<dict>" + entry("EventURL", events + "/tracking") +
-                              entry("NoTrackingEventURL", events + "/no-tracking") +
-                              entry("CreativeCDNURL", server->hostAndPort()) +
-                              entry("CreativeBucketName", "e2e") + "</dict>";
-    dir.write("sdk.plist",
-              "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>APIEndpoints</key><dict>"
-              "<key>Stage</key>" +
-                  group + "<key>Production</key>" + group +
-                  "</dict><key>BeaconSettings</key><dict><key>AppleBeacon</key><dict>" +
-                  entry("UUID", kIBeaconUuid) + entry("Identifier", "store") +
-                  "</dict><key>CustomBeacon</key><dict>" + entry("ServiceUUID", kServiceUuid) +
-                  "</dict></dict></dict></plist>");
+    const std::string events = server->baseUrl();
+    dir.write("sdk.plist", SdkPlist::pointingAt(events + "/tracking", events + "/no-tracking",
+                                                server->hostAndPort(), "e2e")
+                               .xml());
   }
 
   ~SimScenarioTest() override { server->stop(); }
@@ -107,11 +93,9 @@ class SimScenarioTest : public ::testing::Test {
     return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), dir.read(errors)};
   }
 
-  /// Runs a scenario (a file, or one written from JSON) with --jsonl and any further arguments.
-  Result run(const std::variant<std::filesystem::path, json>& scenario,
+  /// Runs a scenario file with --jsonl and any further arguments.
+  Result run(const std::filesystem::path& file,
              const std::vector<std::string>& moreArguments = {}) {
-    const auto* given = std::get_if<std::filesystem::path>(&scenario);
-    const auto file = given ? *given : dir.write("scenario.json", std::get<json>(scenario).dump());
     const auto jsonl = dir.path() / "out.jsonl";
     std::filesystem::remove(jsonl);
     std::vector<std::string> arguments{file.string(), "--jsonl", jsonl.string()};
@@ -150,9 +134,8 @@ class SimScenarioTest : public ::testing::Test {
   std::unique_ptr<tools::DevServerEngine> server;
 };
 
-// The shipped demo, run as shipped: the whole job, the gate closing 10 to 11 s
-// after the last iBeacon on the air, its story and the picture of the run.
-TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTime) {
+// The shipped demo, run as shipped: the whole job, its story and the picture of the run.
+TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobTellsItsStoryAndDrawsIt) {
   const auto svg = dir.path() / "visit.svg", story = dir.path() / "story.txt";
   const auto result = run(kStoreVisit, {"--svg", svg.string()});
   ASSERT_EQ(result.code, 0) << result.errorOutput;
@@ -161,9 +144,7 @@ TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTi
                                                          "onCreativeReceived"}));
   EXPECT_EQ(ofKind(result, "callback")[1]["creative"]["bindingId"], 1234);
   EXPECT_EQ(ofKind(result, "notification").size(), 2u);
-  const auto scans = ofKind(result, "scan");
-  ASSERT_FALSE(scans.empty());
-  EXPECT_EQ(scans.front()["allowDuplicates"], true);
+  EXPECT_EQ(ofKind(result, "scan").at(0)["allowDuplicates"], true);
   const auto defaults = result.records.back();
   EXPECT_EQ(defaults["kind"], "defaults");
   EXPECT_EQ(defaults["store"]["LumoraBeaconSDK.UUID"].get<std::string>().size(), 36u);
@@ -189,15 +170,6 @@ TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTi
   runSim({kStoreVisit.string(), "--verbose"}, story);
   EXPECT_TRUE(contains(dir.read(story), "Skipping duplicate beacon data"));
 
-  // The gate closes once, 10 to 11 s after the demo's last iBeacon (at 90 s), stopping the scan.
-  const auto closed = logTimes(result, "iBeacon timeout reached, stopped custom beacon scanning");
-  ASSERT_EQ(closed.size(), 1u);
-  EXPECT_GE(closed[0], 100.0);
-  EXPECT_LE(closed[0], 101.0);
-  EXPECT_TRUE(std::any_of(scans.begin(), scans.end(), [&](const json& scan) {
-    return scan["action"] == "stop" && scan["t"] == closed[0];
-  }));
-
   // x = 270 + t * 940 / 150 for this 150-second run.
   const std::string picture = dir.read(svg);
   for (const char* mark :
@@ -206,26 +178,20 @@ TEST_F(SimScenarioTest, ShippedStoreVisitDemoDoesTheWholeJobAndClosesTheGateOnTi
         "data-lane=\"binding 567 \u00b7 space f0e1d2c3b4a59687\"",
         R"(<rect class="region" x="301.3")", R"(<rect class="scan" x="301.3")",
         R"(<circle class="creative" cx="307.6")", R"(<circle class="tap" cx="395.3")",
-        R"(<circle class="error" cx="498.7")", R"(<g class="legend")", R"(>150s</text>)"}) {
+        R"(<circle class="error" cx="498.7")", R"(<g class="legend")", R"(>150s</text>)",
+        R"(width="1240" height="416")"}) {  // nine lanes, the axis and the legend
     EXPECT_TRUE(contains(picture, mark)) << mark;
   }
   if (std::system("command -v rsvg-convert >/dev/null") != 0) {
     GTEST_SKIP() << "rsvg-convert (librsvg2-bin) is not installed";
   }
-  const auto png = dir.path() / "visit.png";
-  ASSERT_EQ(std::system(("rsvg-convert '" + svg.string() + "' -o '" + png.string() + "'").c_str()),
-            0);
-  // The PNG header: width 1240 and height 416 (nine lanes, the axis and the
-  // legend), big-endian, at bytes 16 and 20.
-  const std::string image = dir.read(png);
-  EXPECT_EQ(image.substr(1, 3), "PNG");
-  EXPECT_EQ(image.substr(16, 8), std::string("\0\0\x04\xd8\0\0\x01\xa0", 8));
+  EXPECT_EQ(std::system(("rsvg-convert '" + svg.string() + "' >/dev/null").c_str()), 0);
 }
 
 // One visit through the facade's guards, the pipeline's failures, a tap, the
 // profile choosing the endpoint, and a refused notification.
 TEST_F(SimScenarioTest, OneVisitShowsGuardsFailuresTapsProfilesAndRefusals) {
-  const auto result = run(scenario(json::parse(R"([
+  const json steps = json::parse(R"([
     {"at": 0, "action": "updateProfile", "profile": {"appName": "Early", "advertisingId": "AD-0"}},
     {"at": 1, "action": "initiate", "environment": "stage", "profile": {"appName": "Main"}},
     {"at": 1.5, "action": "initiate", "environment": "stage", "profile": {"appName": "E2E"}},
@@ -243,8 +209,8 @@ TEST_F(SimScenarioTest, OneVisitShowsGuardsFailuresTapsProfilesAndRefusals) {
     {"at": 13, "action": "setNotifications", "status": "denied"},
     {"at": 14, "action": "detect", "companyId": 4660, "spaceId": "0a1b", "bindingId": 300},
     {"at": 15, "action": "stop"}, {"at": 15.5, "action": "stop"}, {"at": 16, "action": "probe"}
-  ])"),
-                                   20));
+  ])");
+  const auto result = run(dir.write("scenario.json", scenario(steps, 20).dump()));
   ASSERT_EQ(result.code, 0) << result.errorOutput;
   // Not found, malformed, offline, capped, notification refused.
   EXPECT_EQ(callbacks(result), (std::vector<std::string>{

@@ -225,14 +225,13 @@ std::vector<DbusMockHarness::VariantPtr> DbusMockHarness::callArguments(const st
   return result;
 }
 
-std::size_t DbusMockHarness::notifyCount() {
-  return callArguments(kNotifications, kNotificationsPath, "Notify").size();
-}
-
-std::string DbusMockHarness::notifyCall(std::size_t call) {
-  const auto calls = callArguments(kNotifications, kNotificationsPath, "Notify");
-  g_autofree gchar* text = g_variant_print(calls.at(call).get(), FALSE);
-  return text;
+std::vector<std::string> DbusMockHarness::notifyCalls() {
+  std::vector<std::string> texts;
+  for (const auto& call : callArguments(kNotifications, kNotificationsPath, "Notify")) {
+    g_autofree gchar* text = g_variant_print(call.get(), FALSE);
+    texts.emplace_back(text);
+  }
+  return texts;
 }
 
 void DbusMockHarness::notificationSignal(const char* signal, guint32 id, GVariant* detail) {

@@ -70,10 +70,8 @@ class DbusMockHarness {
   std::vector<VariantPtr> callArguments(const std::string& busName, const std::string& path,
                                         const std::string& method);
 
-  /// The notification server's Notify calls: how many, and the arguments of
-  /// the `call`th one as GVariant text.
-  std::size_t notifyCount();
-  std::string notifyCall(std::size_t call);
+  /// The arguments of each of the notification server's Notify calls, as GVariant text.
+  std::vector<std::string> notifyCalls();
   /// The notification server emits `signal` (ActionInvoked, NotificationClosed)
   /// for notification `id` with `detail` as its second argument.
   void notificationSignal(const char* signal, guint32 id, GVariant* detail);

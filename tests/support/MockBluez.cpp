@@ -73,11 +73,6 @@ void MockBluez::addAdapter() {
   addAdapterMethod(kTestIface, "Advertise", "oa{sv}", kAdvertise);
 }
 
-void MockBluez::restart() {
-  bus_.stopTemplate(kBluez);
-  bus_.startTemplate("bluez5", kBluez);
-}
-
 void MockBluez::addAdapterMethod(const char* iface, const char* method, const char* inSignature,
                                  const std::string& code) {
   bus_.call(kBluez, kAdapter, kMock, "AddMethod",

@@ -25,8 +25,6 @@ class MockBluez {
   explicit MockBluez(DbusMockHarness& bus);
 
   void addAdapter();
-  /// A fresh bluetoothd, which knows no adapter yet.
-  void restart();
   /// Makes the adapter's org.bluez.Adapter1 `method` fail with this D-Bus error.
   void refuse(const char* method, const std::string& errorName);
   void setPowered(bool powered);

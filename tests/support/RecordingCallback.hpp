@@ -2,42 +2,48 @@
 
 #include <lumora/lumora.hpp>
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "platform/Clock.hpp"
-
 namespace lumora::testing {
 
-/// A host callback that records each call, with the virtual time it arrived.
+/// A host callback that records each call.
 class RecordingCallback : public LumoraAdBeaconCallback {
  public:
   struct Call {
     std::string name;
     std::optional<LumoraAdCreative> creative;
     std::optional<LumoraAdBeaconError> error;
-    platform::TimePoint at;
   };
 
-  explicit RecordingCallback(std::shared_ptr<platform::Clock> clock);
-
-  void onInitialized() override;
-  void onCreativeReceived(const LumoraAdCreative& creative) override;
-  void onError(const LumoraAdBeaconError& error) override;
-  void onNotificationClicked(const LumoraAdCreative& creative) override;
+  void onInitialized() override { calls_.push_back({"onInitialized", std::nullopt, std::nullopt}); }
+  void onCreativeReceived(const LumoraAdCreative& creative) override {
+    calls_.push_back({"onCreativeReceived", creative, std::nullopt});
+  }
+  void onError(const LumoraAdBeaconError& error) override {
+    calls_.push_back({"onError", std::nullopt, error});
+  }
+  void onNotificationClicked(const LumoraAdCreative& creative) override {
+    calls_.push_back({"onNotificationClicked", creative, std::nullopt});
+  }
 
   const std::vector<Call>& calls() const { return calls_; }
   /// The names of the calls, in order.
-  std::vector<std::string> names() const;
-  std::vector<LumoraAdBeaconError> errors() const;
+  std::vector<std::string> names() const {
+    std::vector<std::string> names;
+    for (const auto& call : calls_) names.push_back(call.name);
+    return names;
+  }
+  std::vector<LumoraAdBeaconError> errors() const {
+    std::vector<LumoraAdBeaconError> errors;
+    for (const auto& call : calls_) {
+      if (call.error) errors.push_back(*call.error);
+    }
+    return errors;
+  }
 
  private:
-  void record(std::string name, std::optional<LumoraAdCreative> creative,
-              std::optional<LumoraAdBeaconError> error);
-
-  std::shared_ptr<platform::Clock> clock_;
   std::vector<Call> calls_;
 };
 

@@ -34,6 +34,20 @@ class SdkPlist {
     }));
   }
 
+  /// A complete file whose two endpoint groups both send events to eventUrl
+  /// and noTrackingUrl and fetch creatives from cdn (a host) in bucket.
+  static SdkPlist pointingAt(const std::string& eventUrl, const std::string& noTrackingUrl,
+                             const std::string& cdn, const std::string& bucket) {
+    SdkPlist plist = complete();
+    for (const char* group : {"Stage", "Production"}) {
+      plist.set({"APIEndpoints", group}, "EventURL", str(eventUrl))
+          .set({"APIEndpoints", group}, "NoTrackingEventURL", str(noTrackingUrl))
+          .set({"APIEndpoints", group}, "CreativeCDNURL", str(cdn))
+          .set({"APIEndpoints", group}, "CreativeBucketName", str(bucket));
+    }
+    return plist;
+  }
+
   /// A complete file made larger than a resource may be.
   static SdkPlist oversized() {
     return std::move(complete().set({}, "Padding", str(std::string(1 << 20, 'p'))));
@@ -87,6 +101,10 @@ class SdkPlist {
     std::vector<std::uint8_t> result(data, data + length);
     format == Format::xml ? plist_to_xml_free(data) : plist_to_bin_free(data);
     return result;
+  }
+  std::string xml() const {
+    const auto data = bytes(Format::xml);
+    return {data.begin(), data.end()};
   }
 
  private:

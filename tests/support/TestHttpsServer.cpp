@@ -113,7 +113,6 @@ class Listener {
   void start(const httplib::Server::Handler& handler) {
     server_->Get(".*", handler);
     server_->Post(".*", handler);
-    server_->Put(".*", handler);
     server_->Delete(".*", handler);
     port_ = server_->bind_to_any_port("127.0.0.1");
     require(port_ > 0, "cannot bind to 127.0.0.1");

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <set>
 
-#include "support/BluezCentralWorld.hpp"
+#include "platform/linux/BluezCentral.hpp"
+#include "platform/linux/GLibMainQueue.hpp"
+#include "support/MockBluezWorld.hpp"
 
 namespace lumora::platform {
 namespace {
@@ -22,37 +24,61 @@ Bytes iBeacon(std::uint16_t minor) {
   return MockBluez::iBeaconFrame("E2C56DB5-DFFB-48D2-B060-D0F5A71096E0", 1, minor);
 }
 
-Bytes withCompanyId(std::uint16_t companyId, const Bytes& value) {
-  Bytes bytes(value.size() + 2);  // the identifier little-endian, then the value
-  bytes[0] = static_cast<std::uint8_t>(companyId & 0xff);
-  bytes[1] = static_cast<std::uint8_t>(companyId >> 8);
-  std::copy(value.begin(), value.end(), bytes.begin() + 2);
-  return bytes;
+/// The manufacturer data as reported: the company identifier little-endian, then the value.
+Bytes withCompanyId(std::uint16_t companyId, Bytes value) {
+  value.insert(value.begin(), {static_cast<std::uint8_t>(companyId & 0xff),
+                               static_cast<std::uint8_t>(companyId >> 8)});
+  return value;
 }
+
+/// Records what the central tells its delegate.
+struct RecordingDelegate : BleCentralDelegate {
+  void centralDidUpdateState(std::int64_t state) override { states.push_back(state); }
+  void centralDidDiscover(const AdvertisementData& advertisement) override {
+    advertisements.push_back(advertisement);
+  }
+  std::vector<AdvertisementData> from(const std::string& address) const {
+    std::vector<AdvertisementData> result;
+    std::copy_if(advertisements.begin(), advertisements.end(), std::back_inserter(result),
+                 [&](const AdvertisementData& ad) { return ad.peripheralId == address; });
+    return result;
+  }
+
+  std::vector<std::int64_t> states;
+  std::vector<AdvertisementData> advertisements;
+};
 
 // The scan (scanForPeripherals) reports to the delegate; the monitoring consumer
 // (setMonitoringDemand) is fed by BlueZ's advertisement monitor where bluetoothd
 // offers it, else by an unfiltered discovery shared with the scan.
-class BluezCentralTest : public test::BluezCentralWorld {
+class BluezCentralTest : public test::MockBluezWorld {
  protected:
-  void makeCentral(double restartSeconds = 60, double refreshSeconds = 60) {
+  /// The central on the mock bus, its advertisement monitor recording into `heard`.
+  void createCentral(double restartSeconds = 60, double refreshSeconds = 60) {
     BluezCentral::Options options;
+    options.busAddress = bus->address();
     options.discoveryRestartSeconds = restartSeconds;
     options.monitorRefreshSeconds = refreshSeconds;
-    BluezCentralWorld::makeCentral(options);
+    central = BluezCentral::create(queue, options);
+    central->setDelegate(delegate);
+    central->setAdvertisementMonitor(
+        [this](const AdvertisementData& advertisement) { heard.push_back(advertisement); });
+  }
+  void makeCentral(double restartSeconds = 60, double refreshSeconds = 60) {
+    createCentral(restartSeconds, refreshSeconds);
     ASSERT_TRUE(reachState(5));
+  }
+  /// Waits until the central and its delegate both report this state.
+  bool reachState(std::int64_t state) {
+    return until([&] {
+      return !delegate->states.empty() && delegate->states.back() == state &&
+             central->state() == state;
+    });
   }
   void scan(const std::vector<std::string>& services, double restartSeconds = 60) {
     makeCentral(restartSeconds);
     central->scanForPeripherals(services, true);
     ASSERT_TRUE(until([&] { return bluez->adapterCalls("StartDiscovery") >= 1; }));
-  }
-  /// Demands monitoring and answers the application root it registered.
-  std::string demandAndRegister() {
-    central->setMonitoringDemand(true);
-    EXPECT_TRUE(until([&] { return bluez->registeredRoots().size() == 1; }));
-    const auto roots = bluez->registeredRoots();
-    return roots.empty() ? "" : roots.front();
   }
   std::string deviceWithService(const std::string& address, const std::string& uuid) {
     const auto device = bluez->addDevice(address);
@@ -70,11 +96,16 @@ class BluezCentralTest : public test::BluezCentralWorld {
       return ad.peripheralId == address && ad.manufacturerData == withCompanyId(0x004c, frame);
     }));
   }
+
+  std::shared_ptr<GLibMainQueue> queue = std::make_shared<GLibMainQueue>();
+  std::shared_ptr<RecordingDelegate> delegate = std::make_shared<RecordingDelegate>();
+  std::shared_ptr<BluezCentral> central;
+  std::vector<AdvertisementData> heard;
 };
 
-TEST_F(BluezCentralTest, FollowsBluetoothdAndItsAdapterAndResumesTheRequestedScanByItself) {
+TEST_F(BluezCentralTest, FollowsBluetoothdAndItsAdapterResumesTheRequestedScanAndReportsRefusal) {
   bus->stopTemplate("org.bluez");
-  BluezCentralWorld::makeCentral();
+  createCentral();
   ASSERT_TRUE(reachState(4));  // org.bluez has no owner
   central->scanForPeripherals({kService}, true);
   bus->startTemplate("bluez5", "org.bluez");
@@ -93,19 +124,17 @@ TEST_F(BluezCentralTest, FollowsBluetoothdAndItsAdapterAndResumesTheRequestedSca
   bluez->setPowered(true);
   ASSERT_TRUE(reachState(5));
   EXPECT_TRUE(until([&] { return bluez->adapterCalls("StartDiscovery") > starts; }));
-}
 
-TEST_F(BluezCentralTest, RefusedDiscoveryReportsUnauthorized) {
+  // A refused discovery means this user may not scan.
   bluez->refuse("StartDiscovery", "org.bluez.Error.NotAuthorized");
-  makeCentral();
-  central->scanForPeripherals({kService}, true);
-  ASSERT_TRUE(reachState(3));
+  bluez->setPowered(false);
+  bluez->setPowered(true);
+  EXPECT_TRUE(reachState(3));
 }
 
-TEST_F(BluezCentralTest, EveryManufacturerEntryReachesTheDelegateWithItsCompanyId) {
+// Every manufacturer entry reaches the delegate with its company identifier.
+TEST_F(BluezCentralTest, EntriesReachTheDelegateWhenTheServiceMatchesAsAUuidWhateverItsCase) {
   scan({kService});
-  // A device that does not advertise the service never comes through.
-  bluez->advertise(bluez->addDevice("11:22:33:44:55:66"), {{0x1234, {1, 2, 3}}});
   const Bytes custom{0x03, 0xab, 0xcd, 0xef, 0x01, 0x23, 0x45, 0x67, 0x89, 0x00, 0x00, 0x2a};
   bluez->advertise(deviceWithService("AA:BB:CC:DD:EE:30", kServiceUpper),
                    {{0x1234, custom}, {0x004c, iBeacon(2)}}, -67);
@@ -119,16 +148,13 @@ TEST_F(BluezCentralTest, EveryManufacturerEntryReachesTheDelegateWithItsCompanyI
   }
   EXPECT_EQ(seen,
             (std::set<Bytes>{withCompanyId(0x004c, iBeacon(2)), withCompanyId(0x1234, custom)}));
-  EXPECT_TRUE(delegate->from("11:22:33:44:55:66").empty());
-}
 
-TEST_F(BluezCentralTest, ServiceUuidsAreComparedAsUuidsWhateverTheirCaseAndNoneMeansAll) {
+  // No service scanned means all.
   struct Case {
     std::vector<std::string> scanned;
     std::vector<std::string> advertised;
     bool reported;
   };
-  scan({kService});
   int round = 0;
   for (const Case& c : {Case{{kServiceUpper}, {kService}, true},
                         Case{{kServiceUpper}, {"0000feab-0000-1000-8000-00805f9b34fb"}, false},
@@ -190,10 +216,14 @@ TEST_F(BluezCentralTest, DiscoveryRestartsPeriodicallyWithoutReportingSilentDevi
   EXPECT_EQ(bluez->adapterCalls("StartDiscovery"), stopped);
 }
 
+// The monitor serves the demand alone, survives a new bluetoothd, leaves the
+// scan its own filter, and ends with the demand or with the central.
 TEST_F(BluezCentralTest, DemandRegistersAnIBeaconMonitorFedWhileItsDeviceIsFound) {
   bluez->addMonitorManager();
   makeCentral(0.05, 0.05);
-  const auto root = demandAndRegister();
+  central->setMonitoringDemand(true);
+  ASSERT_TRUE(until([&] { return bluez->registeredRoots().size() == 1; }));
+  const auto root = bluez->registeredRoots().front();
   const auto monitors = bluez->monitorsAt(root);
   ASSERT_EQ(monitors.size(), 1u);
   EXPECT_EQ(monitors[0].type, "or_patterns");
@@ -227,23 +257,20 @@ TEST_F(BluezCentralTest, DemandRegistersAnIBeaconMonitorFedWhileItsDeviceIsFound
   EXPECT_THROW(bluez->monitorsAt(root), std::runtime_error);  // the objects are gone too
   EXPECT_EQ(bluez->adapterCalls("StartDiscovery"), 0u);
   EXPECT_EQ(bluez->adapterCalls("StopDiscovery"), 0u);
-}
-
-TEST_F(BluezCentralTest, ANewBluetoothdGetsTheMonitorTheScanKeepsItsFilterAndDestructionEndsIt) {
-  bluez->addMonitorManager();
-  makeCentral();
-  demandAndRegister();
 
   // A fresh bluetoothd announces its adapter first and the manager after it:
   // discovery serves the monitor in between and stops once the monitor is back.
-  bluez->restart();
+  central->setMonitoringDemand(true);
+  ASSERT_TRUE(until([&] { return bluez->registeredRoots().size() == 2; }));
+  bus->stopTemplate("org.bluez");
+  bus->startTemplate("bluez5", "org.bluez");
   ASSERT_TRUE(reachState(4));
   bluez->addAdapter();
   ASSERT_TRUE(until([&] { return bluez->discovering(); }));
   bluez->addMonitorManager();
   ASSERT_TRUE(until([&] { return bluez->registeredRoots().size() == 1 && !bluez->discovering(); }));
-  const auto root = bluez->registeredRoots().front();
-  EXPECT_EQ(bluez->monitorsAt(root).size(), 1u);
+  const auto renewed = bluez->registeredRoots().front();
+  EXPECT_EQ(bluez->monitorsAt(renewed).size(), 1u);
 
   // Beside the monitor the scan runs with its own filter, and without duplicates no restarts.
   const auto stops = bluez->adapterCalls("StopDiscovery");
@@ -259,7 +286,7 @@ TEST_F(BluezCentralTest, ANewBluetoothdGetsTheMonitorTheScanKeepsItsFilterAndDes
 
   central.reset();
   ASSERT_TRUE(until([&] { return bluez->unregisteredRoots().size() == 1; }));
-  EXPECT_EQ(bluez->unregisteredRoots().front(), root);
+  EXPECT_EQ(bluez->unregisteredRoots().front(), renewed);
 }
 
 // Without a monitor (no API, or registration refused), an unfiltered

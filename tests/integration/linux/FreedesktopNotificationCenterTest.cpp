@@ -93,46 +93,17 @@ TEST_F(FreedesktopNotificationCenterTest, WithoutAServerSettingsAreDeniedAndAddF
   EXPECT_FALSE(error->localizedDescription.empty());
 }
 
-TEST_F(FreedesktopNotificationCenterTest,
-       ShowsTheNotificationAfterItsDelayWithEscapedBodyAndOpenAction) {
+TEST_F(FreedesktopNotificationCenterTest, ShowsItEscapedAfterItsDelayAndReportsItsActions) {
   startServer();
   EXPECT_EQ(settings(), 2);
-  EXPECT_EQ(add(request("first")), std::nullopt);
-  ASSERT_TRUE(until([&] { return bus->notifyCount() == 1; }));
-  EXPECT_EQ(delegate->presented, std::vector<std::string>{"first"});
-
+  EXPECT_EQ(add(request("tap-me")), std::nullopt);
+  ASSERT_TRUE(until([&] { return bus->notifyCalls().size() == 1; }));
+  EXPECT_EQ(delegate->presented, std::vector<std::string>{"tap-me"});
   // The mock server lists "body-markup", so markup characters are escaped.
-  EXPECT_EQ(bus->notifyCall(0),
+  EXPECT_EQ(bus->notifyCalls().at(0),
             "[<'LumoraBeaconSDK'>, <uint32 0>, <''>, <'Spring sale'>, "
             "<'Shoes &amp; bags &lt;50%&gt;'>, <['default', 'Open']>, <@a{sv} {}>, <-1>]");
-}
 
-TEST_F(FreedesktopNotificationCenterTest, PlainBodyAndSoundWhereOfferedAndNothingWithoutAlert) {
-  startServer(R"({"capabilities": "body actions sound"})");
-  EXPECT_EQ(add(request("plain")), std::nullopt);
-  EXPECT_EQ(add(request("silent", false)), std::nullopt);
-  ASSERT_TRUE(until([&] { return bus->notifyCount() == 2; }));
-  EXPECT_EQ(bus->notifyCall(0),
-            "[<'LumoraBeaconSDK'>, <uint32 0>, <''>, <'Spring sale'>, <'Shoes & bags <50%>'>, "
-            "<['default', 'Open']>, <{'sound-name': <'message-new-instant'>}>, <-1>]");
-  EXPECT_THAT(bus->notifyCall(1), ::testing::HasSubstr("<@a{sv} {}>")) << "a request without sound";
-
-  // A presentation without alert (sound only) shows nothing; a later alerting
-  // one shows that the first was skipped, not delayed.
-  delegate->presentOptions = 2;
-  EXPECT_EQ(add(request("quiet")), std::nullopt);
-  ASSERT_TRUE(until([&] { return delegate->presented.size() == 3; }));
-  delegate->presentOptions = 7;
-  EXPECT_EQ(add(request("loud")), std::nullopt);
-  ASSERT_TRUE(until([&] { return bus->notifyCount() >= 3; }));
-  test::idle(0.2);
-  EXPECT_EQ(bus->notifyCount(), 3u);
-}
-
-TEST_F(FreedesktopNotificationCenterTest, ActionInvokedOnOurNotificationReachesTheDelegate) {
-  startServer();
-  EXPECT_EQ(add(request("tap-me")), std::nullopt);
-  ASSERT_TRUE(until([&] { return bus->notifyCount() == 1; }));
   // The mock numbers notifications from 1; id 99 belongs to another application.
   action(99, "default");
   action(1, "default");
@@ -147,13 +118,36 @@ TEST_F(FreedesktopNotificationCenterTest, ActionInvokedOnOurNotificationReachesT
 
   // Once closed, the notification is forgotten; a later one still answers.
   EXPECT_EQ(add(request("later")), std::nullopt);
-  ASSERT_TRUE(until([&] { return bus->notifyCount() == 2; }));
+  ASSERT_TRUE(until([&] { return bus->notifyCalls().size() == 2; }));
   bus->notificationSignal("NotificationClosed", 1, g_variant_new_uint32(2));
   action(1, "default");
   action(2, "default");
   ASSERT_TRUE(until([&] { return delegate->responses.size() >= 3; }));
   ASSERT_EQ(delegate->responses.size(), 3u);
   EXPECT_EQ(delegate->responses.back().request.identifier, "later");
+}
+
+TEST_F(FreedesktopNotificationCenterTest, PlainBodyAndSoundWhereOfferedAndNothingWithoutAlert) {
+  startServer(R"({"capabilities": "body actions sound"})");
+  EXPECT_EQ(add(request("plain")), std::nullopt);
+  EXPECT_EQ(add(request("silent", false)), std::nullopt);
+  ASSERT_TRUE(until([&] { return bus->notifyCalls().size() == 2; }));
+  EXPECT_EQ(bus->notifyCalls().at(0),
+            "[<'LumoraBeaconSDK'>, <uint32 0>, <''>, <'Spring sale'>, <'Shoes & bags <50%>'>, "
+            "<['default', 'Open']>, <{'sound-name': <'message-new-instant'>}>, <-1>]");
+  EXPECT_THAT(bus->notifyCalls().at(1), ::testing::HasSubstr("<@a{sv} {}>"))
+      << "a request without sound";
+
+  // A presentation without alert (sound only) shows nothing; a later alerting
+  // one shows that the first was skipped, not delayed.
+  delegate->presentOptions = 2;
+  EXPECT_EQ(add(request("quiet")), std::nullopt);
+  ASSERT_TRUE(until([&] { return delegate->presented.size() == 3; }));
+  delegate->presentOptions = 7;
+  EXPECT_EQ(add(request("loud")), std::nullopt);
+  ASSERT_TRUE(until([&] { return bus->notifyCalls().size() >= 3; }));
+  test::idle(0.2);
+  EXPECT_EQ(bus->notifyCalls().size(), 3u);
 }
 
 }  // namespace

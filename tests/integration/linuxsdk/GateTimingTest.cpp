@@ -5,6 +5,7 @@
 
 #include "LinuxSdkWorld.hpp"
 #include "platform/ble/BleLocationService.hpp"
+#include "platform/ble/IBeaconFrame.hpp"
 #include "platform/linux/BluezCentral.hpp"
 
 // How long after the last iBeacon the custom-beacon scan stops on the real
@@ -30,12 +31,6 @@ constexpr double kLoadSlack = 1.0;  // a busy machine delays timers
 
 double secondsBetween(Instant from, Instant to) {
   return std::chrono::duration<double>(to - from).count();
-}
-
-bool isIBeacon(const platform::AdvertisementData& advertisement) {
-  const auto& data = advertisement.manufacturerData;
-  return data && data->size() > 4 && (*data)[0] == 0x4c && (*data)[1] == 0 && (*data)[2] == 0x02 &&
-         (*data)[3] == 0x15;
 }
 
 /// What the SDK saw, with real times: each iBeacon report reaching the
@@ -84,7 +79,10 @@ class ObservedLinuxPlatform : public platform::LinuxPlatform {
           [log = log_,
            target = std::weak_ptr(std::static_pointer_cast<platform::BleLocationService>(service))](
               const platform::AdvertisementData& advertisement) {
-            if (isIBeacon(advertisement)) log->iBeaconReports.push_back(SteadyClock::now());
+            const auto& data = advertisement.manufacturerData;
+            if (data && platform::IBeaconFrame::parse(*data)) {
+              log->iBeaconReports.push_back(SteadyClock::now());
+            }
             if (auto location = target.lock()) location->onAdvertisement(advertisement);
           });
     });

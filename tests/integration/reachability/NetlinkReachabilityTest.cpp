@@ -14,10 +14,6 @@
 namespace lumora {
 namespace {
 
-bool probe() {
-  return Reachability(std::make_shared<platform::NetlinkReachabilityService>()).isConnected();
-}
-
 constexpr int kCannotSetUp = 10;  // no network namespace here, or ip(8) failed
 
 /// In a child process inside a fresh network namespace, runs each stage's ip(8)
@@ -40,7 +36,8 @@ int probeInFreshNamespace(const std::vector<std::vector<std::string>>& stages,
           _exit(kCannotSetUp);
         }
       }
-      const char answer = probe() ? '1' : '0';
+      Reachability reachability(std::make_shared<platform::NetlinkReachabilityService>());
+      const char answer = reachability.isConnected() ? '1' : '0';
       if (write(channel[1], &answer, 1) != 1) _exit(1);
     }
     _exit(0);

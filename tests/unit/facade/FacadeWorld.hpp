@@ -71,8 +71,7 @@ class FacadeWorld : public SimWorld {
   }
 
   TestHttpsServer server;
-  std::shared_ptr<RecordingCallback> callback =
-      std::make_shared<RecordingCallback>(platform->virtualClock);
+  std::shared_ptr<RecordingCallback> callback = std::make_shared<RecordingCallback>();
   std::shared_ptr<SdkFacade> facade;
 };
 
