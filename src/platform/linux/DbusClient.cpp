@@ -1,5 +1,7 @@
 #include "platform/linux/DbusClient.hpp"
 
+#include <csignal>
+#include <mutex>
 #include <utility>
 
 namespace lumora::platform {
@@ -28,6 +30,20 @@ void deleteBox(gpointer data) {
 
 const char* orNull(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
 
+// GLib's socket class ignores SIGPIPE for the whole process when it is first
+// set up, yet its own sends never raise it on Linux (MSG_NOSIGNAL). So the
+// class is set up here, once, and the host's SIGPIPE disposition put back: a
+// host that relies on dying on a closed pipe keeps doing so.
+void setUpSocketsKeepingTheHostsSigpipe() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    struct sigaction host {};
+    ::sigaction(SIGPIPE, nullptr, &host);
+    g_type_class_unref(g_type_class_ref(G_TYPE_SOCKET));
+    ::sigaction(SIGPIPE, &host, nullptr);
+  });
+}
+
 }  // namespace
 
 DbusClient::DbusClient(GDBusConnection* connection)
@@ -36,6 +52,7 @@ DbusClient::DbusClient(GDBusConnection* connection)
 std::unique_ptr<DbusClient> DbusClient::connect(GBusType busType,
                                                 const std::optional<std::string>& address,
                                                 std::string* failure) {
+  setUpSocketsKeepingTheHostsSigpipe();
   GError* error = nullptr;
   GDBusConnection* connection =
       address

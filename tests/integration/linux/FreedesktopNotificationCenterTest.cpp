@@ -1,8 +1,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <memory>
+#include <string>
 
+#include "platform/linux/DbusClient.hpp"
 #include "platform/linux/FreedesktopNotificationCenter.hpp"
 #include "platform/linux/GLibMainQueue.hpp"
 #include "support/DbusMockHarness.hpp"
@@ -148,6 +151,23 @@ TEST_F(FreedesktopNotificationCenterTest, PlainBodyAndSoundWhereOfferedAndNothin
   ASSERT_TRUE(until([&] { return bus->notifyCalls().size() >= 3; }));
   test::idle(0.2);
   EXPECT_EQ(bus->notifyCalls().size(), 3u);
+}
+
+// GLib's sockets would ignore SIGPIPE for the whole host process. In a fresh
+// child process, a connection attempt leaves the host's disposition alone.
+TEST(DbusClientTest, ConnectingLeavesTheHostsSigpipeDispositionAlone) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        std::signal(SIGPIPE, SIG_DFL);
+        std::string failure;
+        const auto client = DbusClient::connect(
+            G_BUS_TYPE_SESSION, std::string("unix:path=/nonexistent/bus"), &failure);
+        struct sigaction action {};
+        ::sigaction(SIGPIPE, nullptr, &action);
+        std::_Exit(!client && action.sa_handler == SIG_DFL ? 0 : 3);
+      },
+      testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

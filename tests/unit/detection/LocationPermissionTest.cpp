@@ -17,6 +17,11 @@ struct PermissionCase {
   std::string message;
 };
 
+std::string statusName(const ::testing::TestParamInfo<PermissionCase>& info) {
+  constexpr const char* kNames[] = {"NotDetermined", "Restricted", "Denied", "Always", "WhenInUse"};
+  return kNames[static_cast<int>(info.param.status)];
+}
+
 class LocationPermission : public DetectionWorld,
                            public ::testing::WithParamInterface<PermissionCase> {
  protected:
@@ -73,7 +78,8 @@ INSTANTIATE_TEST_SUITE_P(
                        "Location permission is 'When In Use' but 'Always' is required for "
                        "background beacon monitoring",
                        LumoraAdBeaconErrorType::locationPermissionNotAlways,
-                       "Location permission not set to 'Always'. Please update in settings."}));
+                       "Location permission not set to 'Always'. Please update in settings."}),
+    statusName);
 
 class IBeaconScanner : public DetectionWorld {
  protected:
