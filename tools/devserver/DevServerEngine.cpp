@@ -54,9 +54,7 @@ void answer(const DevServerReply& reply, RequestLog& log, const httplib::Request
             httplib::Response& response) {
   response.status = reply.status;
   response.set_content(reply.body, reply.contentType);
-  if (!reply.note.empty()) {
-    log.note(&request, reply.note);
-  }
+  log.answered(&request, request.method, request.path, reply.status, reply.body.size(), reply.note);
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 #include "devserver/RequestLog.hpp"
 
-#include <utility>
-
 #include "devserver/EscapedText.hpp"
 
 namespace lumora::tools {
@@ -13,23 +11,21 @@ std::string shown(std::string_view text) { return text.empty() ? "-" : EscapedTe
 
 RequestLog::RequestLog(std::ostream* console) : console_(console) {}
 
-void RequestLog::note(const void* request, std::string text) {
+void RequestLog::answered(const void* request, std::string_view method, std::string_view path,
+                          int status, std::size_t bytes, std::string_view note) {
   const std::lock_guard lock(mutex_);
-  notes_[request] = std::move(text);
+  answered_.insert(request);
+  print(line(method, path, status, bytes, note));
 }
 
 void RequestLog::served(const void* request, std::string_view method, std::string_view path,
                         int status, std::size_t bytes) {
   const std::lock_guard lock(mutex_);
-  const auto found = notes_.find(request);
-  std::string note;
-  if (found != notes_.end()) {
-    note = std::move(found->second);
-    notes_.erase(found);
-  }
-  if (console_ != nullptr) {
-    *console_ << line(method, path, status, bytes, note) << std::endl;
-  }
+  if (answered_.erase(request) == 0) print(line(method, path, status, bytes, {}));
+}
+
+void RequestLog::print(const std::string& text) {
+  if (console_ != nullptr) *console_ << text << std::endl;
 }
 
 std::string RequestLog::line(std::string_view method, std::string_view path, int status,
