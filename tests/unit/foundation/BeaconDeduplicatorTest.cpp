@@ -21,8 +21,8 @@ class BeaconDeduplicatorTest : public testing::SimWorld {
 
 TEST_F(BeaconDeduplicatorTest,
        KeyPacksTheSpaceDigitsAndAnIdentityRepeatsForThirtySecondsFromItsLastAdd) {
-  EXPECT_EQ(BeaconDeduplicator::key(4660, kSpace, 300),
-            (BeaconDeduplicator::Key{4660, 0x0a1b2c3d4e5f6071, 300}));
+  EXPECT_EQ(BeaconDeduplicator::key(4660, "0123456789abcdef", 300),
+            (BeaconDeduplicator::Key{4660, 0x0123456789abcdef, 300}));
   EXPECT_EQ(BeaconDeduplicator::key(-1, "ffffffffffffffff", -2),
             (BeaconDeduplicator::Key{-1, ~0ULL, -2}));
   for (const std::string space :
