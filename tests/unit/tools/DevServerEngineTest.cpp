@@ -15,6 +15,7 @@
 #include "TemporaryDirectory.hpp"
 #include "devserver/DevServerEngine.hpp"
 #include "devserver/DevServerError.hpp"
+#include "devserver/RequestLog.hpp"
 #include "devserver/SelfSignedCertificate.hpp"
 #include "platform/net/CurlHttpSession.hpp"
 
@@ -194,6 +195,22 @@ TEST_F(DevServerEngineTest, AnswersRecordsAndPrintsEveryRequestOnce) {
             "deviceMode=x86_64");
   EXPECT_EQ(printed[std::size(requests)], "GET /bucket/binding/1/2/3/4/ios.json -> 200 (" +
                                               std::to_string(strlen(kCreative)) + " bytes)");
+}
+
+// A handler's line is out before its response is sent (a client holding the
+// response finds it printed); the HTTP layer's own answers print when served.
+TEST(RequestLogTest, HandlerAnswersPrintAtOnceAndOnlyOnce) {
+  std::ostringstream console;
+  RequestLog log(&console);
+  const int handled = 0, malformed = 0;
+  log.answered(&handled, "POST", "/t/device_events", 200, 2, "click bindingId=1");
+  EXPECT_EQ(console.str(), "POST /t/device_events -> 200 (2 bytes)  click bindingId=1\n");
+  log.served(&handled, "POST", "/t/device_events", 200, 2);
+  log.served(&malformed, "", "", 400, 0);
+  log.served(&handled, "GET", "/again", 404, 0);  // the address of a later request
+  EXPECT_EQ(console.str(),
+            "POST /t/device_events -> 200 (2 bytes)  click bindingId=1\n- - -> 400 (0 bytes)\n"
+            "GET /again -> 404 (0 bytes)\n");
 }
 
 TEST_F(DevServerEngineTest, IdleConnectionsDoNotHoldUpOtherClients) {
