@@ -543,6 +543,22 @@ void printFlatness(const char* name, const std::vector<double>& samples, double 
                *high, growth, growth <= 5 ? "flat" : "GROWING");
 }
 
+/// The heap in use rises and falls with the requests in flight; what must not
+/// grow is its floor: the least of the first minute against that of the last.
+void printFloor(const char* name, const std::vector<double>& samples) {
+  constexpr std::size_t kMinute = 6;  // samples
+  if (samples.size() < 2 * kMinute) return;
+  const double first = *std::min_element(samples.begin(), samples.begin() + kMinute);
+  const double last = *std::min_element(samples.end() - kMinute, samples.end());
+  const double growth = (last - first) / first * 100;
+  std::fprintf(out,
+               "%s: %.1f .. %.1f MB; floor %.1f MB in the first minute, %.1f MB in the last "
+               "(%+.1f%%) -> %s\n",
+               name, *std::min_element(samples.begin(), samples.end()),
+               *std::max_element(samples.begin(), samples.end()), first, last, growth,
+               growth <= 5 ? "flat" : "GROWING");
+}
+
 int runSoak(const fs::path& tool, const fs::path& directory, double minutes) {
   PrivateBus bus(directory);
   CreativeServer server(directory);
@@ -576,7 +592,7 @@ int runSoak(const fs::path& tool, const fs::path& directory, double minutes) {
   // Resident memory keeps the allocator's high-water mark (pages freed after
   // a burst of requests stay mapped); the heap in use is what is still held.
   printFlatness("RSS", resident, warmUp);
-  printFlatness("heap in use", heap, warmUp);
+  printFloor("heap in use", heap);
   reportFetches(plan, server, 15);
   sdk.callback().printErrors();
   return 0;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/util/LumoraLogger.hpp"
+#include "platform/net/CurlHandlePool.hpp"
 #include "platform/net/CurlTransfer.hpp"
 #include "platform/net/PemCertificates.hpp"
 
@@ -66,7 +67,7 @@ class CurlHttpSession::Worker {
 
   void submit(HttpRequest request, Completion completion) {
     auto transfer = std::make_unique<CurlTransfer>(std::move(request), std::move(completion),
-                                                   options_, extraCertificates_);
+                                                   options_.maxResponseBytes);
     {
       std::lock_guard lock(mutex_);
       incoming_.push_back(std::move(transfer));
@@ -149,13 +150,17 @@ class CurlHttpSession::Worker {
     }
   }
 
+  // The transfer gets its easy handle only now, from the handles this thread
+  // reuses: waiting requests hold none, and a handle is made, used and kept
+  // by this thread alone.
   void start(std::unique_ptr<CurlTransfer> transfer) {
-    CURLcode setup = transfer->setupResult();
+    CURLcode setup = transfer->prepare(handles_.take(), options_, extraCertificates_);
     if (setup == CURLE_OK && curl_multi_add_handle(multi_, transfer->handle()) != CURLM_OK) {
       setup = CURLE_FAILED_INIT;
     }
     if (setup != CURLE_OK) {
       transfer->complete(setup);
+      handles_.give(transfer->releaseHandle());
       return;
     }
     active_.emplace(transfer->handle(), std::move(transfer));
@@ -174,6 +179,7 @@ class CurlHttpSession::Worker {
       active_.erase(found);
       curl_multi_remove_handle(multi_, easy);
       transfer->complete(code);
+      handles_.give(transfer->releaseHandle());
     }
   }
 
@@ -201,6 +207,7 @@ class CurlHttpSession::Worker {
   bool stopping_ = false;                                  // guarded by mutex_
   std::map<CURL*, std::unique_ptr<CurlTransfer>> active_;  // worker thread only
   std::deque<std::unique_ptr<CurlTransfer>> waiting_;      // worker thread only
+  CurlHandlePool handles_;                                 // worker thread only
 };
 
 CurlHttpSession::CurlHttpSession(CurlHttpSessionOptions options) {

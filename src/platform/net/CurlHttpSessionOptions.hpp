@@ -20,7 +20,8 @@ struct CurlHttpSessionOptions {
   /// Requests waiting for a free connection at most; one more ends at once
   /// with an error instead of queueing, so that a server slower than the
   /// beacons around the host costs bounded memory (a waiting request holds
-  /// a few kilobytes). Room for a crowd of new beacons at once: each brings
+  /// its request and completion, well under a kilobyte plus its body, and
+  /// no curl handle). Room for a crowd of new beacons at once: each brings
   /// a creative fetch and an event.
   std::size_t maxWaitingRequests = 4096;
 };

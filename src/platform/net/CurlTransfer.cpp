@@ -45,22 +45,22 @@ std::string_view trimmed(std::string_view text) {
 }  // namespace
 
 CurlTransfer::CurlTransfer(HttpRequest request, HttpSession::Completion completion,
-                           const CurlHttpSessionOptions& options,
-                           const std::optional<std::string>& extraCertificates)
+                           std::size_t maxResponseBytes)
     : request_(std::move(request)),
       completion_(std::move(completion)),
-      easy_(curl_easy_init()),
-      maxResponseBytes_(options.maxResponseBytes) {
-  if (!isHttps(request_.url)) {
-    setupResult_ = CURLE_UNSUPPORTED_PROTOCOL;
-  } else {
-    setupResult_ = easy_ ? configure(options, extraCertificates) : CURLE_OUT_OF_MEMORY;
-  }
+      maxResponseBytes_(maxResponseBytes) {}
+
+// The handle goes first: it points into the header list.
+CurlTransfer::~CurlTransfer() {
+  easy_.reset();
+  curl_slist_free_all(headerList_);
 }
 
-CurlTransfer::~CurlTransfer() {
-  if (easy_) curl_easy_cleanup(easy_);
-  curl_slist_free_all(headerList_);
+CURLcode CurlTransfer::prepare(CurlEasyHandle easy, const CurlHttpSessionOptions& options,
+                               const std::optional<std::string>& extraCertificates) {
+  easy_ = std::move(easy);
+  if (!isHttps(request_.url)) return CURLE_UNSUPPORTED_PROTOCOL;
+  return easy_ ? configure(options, extraCertificates) : CURLE_OUT_OF_MEMORY;
 }
 
 CURLcode CurlTransfer::configure(const CurlHttpSessionOptions& options,
@@ -73,7 +73,7 @@ CURLcode CurlTransfer::configure(const CurlHttpSessionOptions& options,
 
   CURLcode result = CURLE_OK;
   const auto set = [&](CURLoption option, auto value) {
-    if (result == CURLE_OK) result = curl_easy_setopt(easy_, option, value);
+    if (result == CURLE_OK) result = curl_easy_setopt(easy_.get(), option, value);
   };
   set(CURLOPT_URL, request_.url.c_str());
   if (request_.method == "HEAD") {
@@ -162,7 +162,7 @@ void CurlTransfer::complete(CURLcode code) {
     return;
   }
   long status = 0;
-  curl_easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &status);
+  curl_easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &status);
   result.body = std::move(body_);
   if (status > 0) result.response = HttpResponse{status, std::move(responseHeaders_)};
   finish(std::move(result));

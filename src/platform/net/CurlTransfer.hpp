@@ -9,12 +9,14 @@
 #include <vector>
 
 #include "platform/HttpSession.hpp"
+#include "platform/net/CurlHandlePool.hpp"
 #include "platform/net/CurlHttpSessionOptions.hpp"
 
 namespace lumora::platform {
 
-/// One data task as a libcurl easy handle: the request's options, the response
-/// being collected, and the completion to run once when it ends.
+/// One data task: the request, the completion to run once when it ends and,
+/// from the moment it starts, the libcurl easy handle that carries it and the
+/// response being collected. A task waiting for a connection holds no handle.
 ///
 /// Only https is spoken. A request for any other URL ends, without a
 /// connection, with kNotHttps; a redirect is followed only to an https
@@ -27,18 +29,21 @@ class CurlTransfer {
       "Only https URLs are requested: cleartext HTTP is not permitted";
   static constexpr const char* kRedirectRefused = "Redirect refused: only https URLs are followed";
 
-  /// extraCertificates: PEM text of CA certificates trusted next to the
-  /// system's store (options.systemCaDirectory).
   CurlTransfer(HttpRequest request, HttpSession::Completion completion,
-               const CurlHttpSessionOptions& options,
-               const std::optional<std::string>& extraCertificates);
+               std::size_t maxResponseBytes);
   ~CurlTransfer();
   CurlTransfer(const CurlTransfer&) = delete;
   CurlTransfer& operator=(const CurlTransfer&) = delete;
 
-  CURL* handle() const noexcept { return easy_; }
-  /// CURLE_OK when the handle is ready to be added to a multi handle.
-  CURLcode setupResult() const noexcept { return setupResult_; }
+  /// Sets the request's options on `easy` (a fresh or reset handle, which the
+  /// transfer then holds); CURLE_OK when it is ready to be added to a multi
+  /// handle. extraCertificates: PEM text of CA certificates trusted next to
+  /// the system's store (options.systemCaDirectory).
+  CURLcode prepare(CurlEasyHandle easy, const CurlHttpSessionOptions& options,
+                   const std::optional<std::string>& extraCertificates);
+  CURL* handle() const noexcept { return easy_.get(); }
+  /// Hands the handle back once curl is done with it (after complete()).
+  CurlEasyHandle releaseHandle() noexcept { return std::move(easy_); }
 
   /// Runs the completion with the outcome curl reported for this transfer.
   void complete(CURLcode code);
@@ -61,9 +66,8 @@ class CurlTransfer {
 
   HttpRequest request_;
   HttpSession::Completion completion_;
-  CURL* easy_ = nullptr;
+  CurlEasyHandle easy_;
   curl_slist* headerList_ = nullptr;
-  CURLcode setupResult_ = CURLE_OK;
   std::size_t maxResponseBytes_;
   bool overLimit_ = false;
   std::vector<std::uint8_t> body_;
